@@ -1,0 +1,37 @@
+# Folders are layers. Each target shows its dependents its own folder and nothing else: the include root of folder X
+# holds one link named X, so `#include "console/replies.h"` builds only where the console layer is linked.
+
+add_library(receiverOptions INTERFACE)
+target_compile_options(receiverOptions INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror
+  $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
+  -ffunction-sections -fdata-sections)
+target_link_options(receiverOptions INTERFACE -Wl,--gc-sections)
+if(RECEIVER_SANITIZE)
+  target_compile_options(receiverOptions INTERFACE
+    -fsanitize=${RECEIVER_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(receiverOptions INTERFACE -fsanitize=${RECEIVER_SANITIZE})
+endif()
+
+# What the daemon consists of is built without exceptions and run-time types.
+add_library(daemonOptions INTERFACE)
+target_link_libraries(daemonOptions INTERFACE receiverOptions)
+target_compile_options(daemonOptions INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>)
+
+# receiver_include_root(TARGET FOLDER [SOURCE_DIR]): `#include "FOLDER/..."` for TARGET and its dependents.
+function(receiver_include_root target folder)
+  set(source "${CMAKE_CURRENT_SOURCE_DIR}")
+  if(ARGC GREATER 2)
+    set(source "${ARGV2}")
+  endif()
+  get_target_property(type ${target} TYPE)
+  set(scope PUBLIC)
+  if(type STREQUAL "INTERFACE_LIBRARY")
+    set(scope INTERFACE)
+  endif()
+  set(root "${PROJECT_BINARY_DIR}/include/${target}")
+  get_filename_component(parent "${root}/${folder}" DIRECTORY)
+  file(MAKE_DIRECTORY "${parent}")
+  file(CREATE_LINK "${source}" "${root}/${folder}" SYMBOLIC)
+  target_include_directories(${target} ${scope} "${root}")
+endfunction()
