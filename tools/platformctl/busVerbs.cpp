@@ -1,0 +1,174 @@
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <climits>
+#include <csignal>
+#include <cstring>
+#include <iostream>
+#include <iterator>
+#include <memory>
+#include <poll.h>
+
+#include "platform/lpc.h"
+#include "platformctl/output.h"
+#include "platformctl/verbs.h"
+#include "support/failure.h"
+#include "support/jsonText.h"
+#include "support/stopSignals.h"
+
+namespace verbs {
+namespace {
+
+constexpr int kAnswerTimeMs = 3000;
+constexpr char kReadyLine[] = R"({"ready":true})";
+
+[[noreturn]] void refuse(const std::string& what, int error)
+{
+    throw Refused(what + ": " + std::strerror(error));
+}
+
+std::string textOrNull(const std::optional<std::string>& text)
+{
+    return text ? jsonString(*text) : "null";
+}
+
+struct DestroyCompletion {
+    void operator()(lpc_completion* completion) const { lpc_completion_destroy(completion); }
+};
+using Completion = std::unique_ptr<lpc_completion, DestroyCompletion>;
+
+struct ServeOptions {
+    std::string service;
+    std::vector<std::string> methods;
+    local::Answer answer;
+    int delayMs = 0;
+};
+
+int milliseconds(const std::string& text)
+{
+    int value = -1;
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    if (error != std::errc() || stop != end || value < 0) {
+        throw WrongUsage("--delay takes a number of milliseconds, 0 to " + std::to_string(INT_MAX) + ", not '" + text +
+                         "'");
+    }
+    return value;
+}
+
+ServeOptions parseServe(const Words& words)
+{
+    ServeOptions options;
+    bool named = false;
+    for (auto word = words.begin(); word != words.end(); ++word) {
+        const auto value = [&](const std::string& option) -> std::optional<std::string> {
+            if (word->starts_with(option + "=")) {
+                return word->substr(option.size() + 1);
+            }
+            if (*word != option) {
+                return std::nullopt;
+            }
+            if (std::next(word) == words.end()) {
+                throw WrongUsage(option + (option == "--reply" ? " takes the TEXT to send back"
+                                                               : " takes a number of milliseconds"));
+            }
+            return *++word;
+        };
+        if (const auto text = value("--reply")) {
+            options.answer.data = *text;
+        } else if (const auto delay = value("--delay")) {
+            options.delayMs = milliseconds(*delay);
+        } else if (*word == "--fail") {
+            options.answer.failed = true;
+        } else if (word->starts_with("-")) {
+            throw WrongUsage("lpc serve has no option '" + *word + "'; it takes --reply TEXT, --fail and --delay MS");
+        } else if (!named) {
+            options.service = *word;
+            named = true;
+        } else {
+            options.methods.push_back(*word);
+        }
+    }
+    if (!named) {
+        throw WrongUsage("lpc serve takes SERVICE [METHOD...] [--reply TEXT] [--fail] [--delay MS]");
+    }
+    return options;
+}
+
+}  // namespace
+
+void publishEvent(const Words& words)
+{
+    std::string text;
+    std::optional<std::string_view> payload;
+    if (words.size() > 1) {
+        text = words[1] == "-" ? std::string(std::istreambuf_iterator<char>(std::cin), {}) : words[1];
+        payload = text;
+    }
+    if (local::publishBytes(words[0], payload) != 0) {
+        const int error = errno;
+        if (error == EINVAL) {
+            throw Refused("'" + words[0] +
+                          "' is no topic; a topic is a letter or _, then letters, digits or _, at most 200");
+        }
+        refuse("the event cannot be published", error);
+    }
+}
+
+void watchEvents(const Words& words)
+{
+    const UniqueFd stop = stopDescriptor({SIGTERM, SIGINT});
+    const auto ready = [] { printLine(kReadyLine); };
+    const auto print = [](const local::Event& event) {
+        printLine(printableJson("{\"topic\":" + jsonString(event.topic) + ",\"payload\":" + textOrNull(event.payload) +
+                                ",\"from\":" + jsonString(event.from) + "}"));
+    };
+    if (local::watchEvents(words, stop.get(), ready, print) != 0) {
+        const int error = errno;
+        if (error == EINVAL) {
+            throw Refused("no such topic can be; a topic is a letter or _, then letters, digits or _, at most 200");
+        }
+        refuse("the event bus is missing or went away", error);
+    }
+}
+
+void callMethod(const Words& words)
+{
+    const std::string called = words[0] + " " + words[1];
+    const Completion completion(
+        lpc_proxy_call_with_reply(words[0].c_str(), words[1].c_str(), words.size() > 2 ? words[2].c_str() : nullptr));
+    if (!completion) {
+        refuse(called + " cannot be called", errno);
+    }
+    if (lpc_completion_wait(completion.get(), kAnswerTimeMs) != 0) {
+        refuse(called + " failed", errno);
+    }
+    if (const char* data = lpc_completion_data(completion.get())) {
+        printLine(data);
+    }
+}
+
+void serveMethods(const Words& words)
+{
+    const ServeOptions options = parseServe(words);
+    const UniqueFd stop = stopDescriptor({SIGTERM, SIGINT});
+    const auto ready = [] { printLine(kReadyLine); };
+    const auto answer = [&](const local::Request& request) {
+        printLine(printableJson("{\"service\":" + jsonString(options.service) + ",\"method\":" +
+                                jsonString(request.method) + ",\"params\":" + textOrNull(request.params) + "}"));
+        if (options.delayMs > 0) {
+            pollfd stopped{.fd = stop.get(), .events = POLLIN, .revents = 0};
+            poll(&stopped, 1, options.delayMs);  // cut short when the service is told to end
+        }
+        return options.answer;
+    };
+    if (local::serveMethods(options.service, options.methods, stop.get(), ready, answer) != 0) {
+        const int error = errno;
+        if (error == EEXIST) {
+            throw Refused("the service '" + options.service + "' is already served by another process");
+        }
+        refuse("the service '" + options.service + "' cannot be served", error);
+    }
+}
+
+}  // namespace verbs

@@ -1,0 +1,206 @@
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+
+#include "platform/factoryData.h"
+#include "platform/support/ownership.h"
+#include "platformctl/output.h"
+#include "platformctl/verbs.h"
+#include "support/failure.h"
+#include "support/jsonText.h"
+
+namespace verbs {
+namespace {
+
+std::string quoted(const std::string& text)
+{
+    return "'" + text + "'";
+}
+
+[[noreturn]] void refuse(const std::string& what, int error, const std::string& remedy = {})
+{
+    throw Refused(what + ": " + std::strerror(error) + (remedy.empty() ? "" : "; " + remedy));
+}
+
+/// Where the stores are; named in messages, since a wrong PLATFORM looks like an empty store.
+std::string place()
+{
+    const std::string directory = local::storeDirectory();
+    if (directory.empty()) {
+        throw Refused("PLATFORM names another engine; local:DIR is the one that platformctl reads");
+    }
+    return directory;
+}
+
+const char* name(local::Store store)
+{
+    return store == local::Store::settings ? "config" : "status";
+}
+
+void writeDocument(local::Store store, const std::string& document, const std::string& what)
+{
+    const std::string directory = place();
+    if (local::update(store, document.c_str()) == 0) {
+        return;
+    }
+    const int error = errno;
+    refuse(what + " is refused by the store in " + directory, error,
+           error == EINVAL ? "it takes a JSON object of named leaves, no name empty or with a dot" : "");
+}
+
+/// {"a":{"b":VALUE}} for the path a.b.
+std::string documentAt(const std::string& path, const std::string& value)
+{
+    std::string opening;
+    std::string closing;
+    std::size_t start = 0;
+    while (true) {
+        const std::size_t dot = path.find('.', start);
+        opening += "{" + jsonString(path.substr(start, dot - start)) + ":";
+        closing += "}";
+        if (dot == std::string::npos) {
+            return opening + value + closing;
+        }
+        start = dot + 1;
+    }
+}
+
+std::string readAll(std::istream& stream)
+{
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+std::string readFile(const std::string& file)
+{
+    if (file == "-") {
+        return readAll(std::cin);
+    }
+    errno = 0;
+    std::ifstream stream(file, std::ios::binary);
+    if (!stream) {
+        refuse(quoted(file) + " cannot be read", errno,
+               "name a file that holds a JSON document, or - for standard input");
+    }
+    std::string text = readAll(stream);
+    if (stream.bad() || (text.empty() && errno == EISDIR)) {
+        refuse(quoted(file) + " cannot be read", errno != 0 ? errno : EIO);
+    }
+    return text;
+}
+
+}  // namespace
+
+void getValue(local::Store store, const Words& words)
+{
+    const std::string directory = place();
+    errno = 0;
+    const JsonToken token(local::readPath(store, words[0]));
+    if (!token) {
+        if (errno != 0 && errno != ENOENT) {
+            refuse("the store in " + directory + " cannot be read", errno);
+        }
+        throw Refused("nothing at " + quoted(words[0]) + " in " + directory + "; 'platformctl " + name(store) +
+                      " dump' shows what is there");
+    }
+    printJson(token.get());
+}
+
+void setValue(local::Store store, const Words& words)
+{
+    const std::string& value = words[1];
+    const std::string json = isJson(value) ? storableJson(value) : jsonString(value);
+    writeDocument(store, documentAt(words[0], json), "a value at " + quoted(words[0]));
+}
+
+void updateDocument(local::Store store, const Words& words)
+{
+    writeDocument(store, storableJson(words[0]), "the document");
+}
+
+void loadFile(local::Store store, const Words& words)
+{
+    writeDocument(store, storableJson(readFile(words[0])),
+                  words[0] == "-" ? "the document on standard input" : "the document in " + quoted(words[0]));
+}
+
+void unsetPath(local::Store store, const Words& words)
+{
+    const std::string directory = place();
+    if (local::unset(store, words[0]) == 0) {
+        return;
+    }
+    if (errno == ENOENT) {
+        throw Refused("nothing at " + quoted(words[0]) + " in " + directory + "; 'platformctl " + name(store) +
+                      " dump' shows what is there");
+    }
+    refuse(quoted(words[0]) + " cannot be removed from the store in " + directory, errno);
+}
+
+void dumpStore(local::Store store, const Words& words)
+{
+    const std::string directory = place();
+    if (!words.empty() && words[0].empty()) {
+        printLine("{}");  // no area is nameless
+        return;
+    }
+    const JsonToken token(words.empty() ? local::dump(store) : local::dump(store, words[0]));
+    if (!token) {
+        refuse("the store in " + directory + " cannot be read", errno);
+    }
+    printJson(token.get());
+}
+
+void getFactoryItem(const Words& words)
+{
+    const std::string directory = place();
+    char* text = nullptr;
+    if (factory_read_data(words[0].c_str(), &text) != 0) {
+        const int error = errno;
+        if (error != 0 && error != ENOENT) {
+            refuse("the factory data in " + directory + " cannot be read", error);
+        }
+    }
+    const PlatformText owner(text);
+    if (!owner) {
+        throw Refused("no factory item " + quoted(words[0]) + " in " + directory +
+                      "; 'platformctl factory dump' shows what is there");
+    }
+    printLine(printableJson(jsonString(owner.get())));
+}
+
+void setFactoryItem(const Words& words)
+{
+    // A factory item is a text whatever it looks like; only a JSON string means what it quotes, so that what `get`
+    // printed can be set again.
+    std::string value = words[1];
+    if (isJson(value)) {
+        const std::string json = storableJson(value);
+        const JsonToken wrapped(json_token_parse(documentAt("value", json).c_str()));
+        if (const char* text = json_token_object_walk_get_string(wrapped.get(), "value", nullptr)) {
+            value = text;
+            const PlatformText whole(json_token_to_string(json_token_object_walk_get_token(wrapped.get(), "value")));
+            if (jsonString(value) != whole.get()) {
+                throw Refused("a factory item cannot hold a zero byte");
+            }
+        }
+    }
+    const std::string directory = place();
+    if (local::writeFactoryData(words[0], value) != 0) {
+        refuse("factory item " + quoted(words[0]) + " cannot be written in " + directory, errno);
+    }
+}
+
+void dumpFactory(const Words& /*words*/)
+{
+    const std::string directory = place();
+    const JsonToken token(local::dumpFactoryData());
+    if (!token) {
+        refuse("the factory data in " + directory + " cannot be read", errno);
+    }
+    printJson(token.get());
+}
+
+}  // namespace verbs
