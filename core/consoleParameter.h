@@ -92,6 +92,6 @@ struct ConsoleParameter {
 extern ConsoleParameter* pConsoleParameterA;
 
 // Written by the listener, read by the loop; each stands alone, so relaxed order is enough.
-extern std::atomic<int> g_valensLinkStatus;   // HDBaseT link: 1 up, 0 down
-extern std::atomic<int> g_connect9001Count;   // clients on TCP port 9001
-extern std::atomic<int> wpIsSuccess;          // 1 while the link's identify status is "success"
+extern std::atomic<int> g_valensLinkStatus;  // HDBaseT link: 1 up, 0 down
+extern std::atomic<int> g_connect9001Count;  // clients on TCP port 9001
+extern std::atomic<int> wpIsSuccess;         // 1 while the link's identify status is "success"

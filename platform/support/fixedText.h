@@ -13,6 +13,9 @@ class FixedText {
     static_assert(Capacity > 0);
 
 public:
+    /// The longest text it holds.
+    static constexpr std::size_t kMaxSize = Capacity - 1;
+
     FixedText() { buffer_[0] = '\0'; }
 
     /// Replaces the text. False when it was cut.

@@ -11,20 +11,20 @@ extern "C" {
 typedef struct eventbus eventbus;
 
 /* Runs inside eventbus_on_data_available(), on the thread that called it; payload lives as long as the call. */
-typedef void (*eventbus_callback)(void *context, const char *payload);
+typedef void (*eventbus_callback)(void* context, const char* payload);
 
 /* A connection of the caller's own, used by one thread. Null with errno set when there is no bus. */
-eventbus *eventbus_open(void);
+eventbus* eventbus_open(void);
 /* 0 once the subscription is in force, else -1 with errno set. */
-int eventbus_subscribe(eventbus *bus, const char *topic, eventbus_callback callback, void *context);
+int eventbus_subscribe(eventbus* bus, const char* topic, eventbus_callback callback, void* context);
 /* Descriptor to poll for reading: readable whenever something waits. Lives as long as the connection. */
-int eventbus_fileno(eventbus *bus);
+int eventbus_fileno(eventbus* bus);
 /* Delivers what waits, without blocking. 0, or -1 with errno set when the bus is gone. */
-int eventbus_on_data_available(eventbus *bus);
-void eventbus_close(eventbus *bus);
+int eventbus_on_data_available(eventbus* bus);
+void eventbus_close(eventbus* bus);
 
 /* Callable from any thread. 0 on success, else -1 with errno set; never waits longer than the bus takes the event. */
-int eventbus_publish(const char *topic, const char *payload);
+int eventbus_publish(const char* topic, const char* payload);
 
 #ifdef __cplusplus
 }

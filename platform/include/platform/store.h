@@ -17,24 +17,24 @@ extern "C" {
 /* Persistent device settings.
  *
  * Queries return non-zero when the leaf exists and has the asked type; else 0, and *value is left alone. */
-int user_config_query_boolean(const char *document, int *value); /* *value: 0 or 1 */
-int user_config_query_int(const char *document, int *value);
+int user_config_query_boolean(const char* document, int* value); /* *value: 0 or 1 */
+int user_config_query_int(const char* document, int* value);
 /* The leaf's text, or null when there is no such text leaf. */
-char *user_config_query_string(const char *document);
+char* user_config_query_string(const char* document);
 /* The subtree named by the document, under its full path: {"system":{}} yields {"system":{"uart":...}}.
  * Null when nothing is there. */
-json_token *user_config_query_to_json_token(const char *document);
+json_token* user_config_query_to_json_token(const char* document);
 /* Merges every leaf of the document, all or nothing; an array replaces an array. Returns 0 once the change is durable
  * and its real changes are announced on the event bus; else non-zero with errno set, and nothing has changed. */
-int user_config_update(const char *document);
+int user_config_update(const char* document);
 
 /* Live device state; the same rules, but it need not survive a restart. */
-int user_status_query_boolean(const char *document, int *value);
-int user_status_query_int(const char *document, int *value);
-int user_status_query_double(const char *document, double *value); /* takes an integer leaf too */
-char *user_status_query_string(const char *document);
-json_token *user_status_query_to_json_token(const char *document);
-int user_status_update(const char *document);
+int user_status_query_boolean(const char* document, int* value);
+int user_status_query_int(const char* document, int* value);
+int user_status_query_double(const char* document, double* value); /* takes an integer leaf too */
+char* user_status_query_string(const char* document);
+json_token* user_status_query_to_json_token(const char* document);
+int user_status_update(const char* document);
 
 #ifdef __cplusplus
 }

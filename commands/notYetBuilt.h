@@ -1,0 +1,124 @@
+// Rows whose handlers are still to come answer like a group row, and their reporters print nothing. A name leaves this
+// list when its handler is built.
+#pragma once
+
+#include "console/groupRow.h"
+#include "console/reporters.h"
+
+inline constexpr CommandHandler updateCommand = groupRow;
+inline constexpr CommandHandler versionCommand = groupRow;
+inline constexpr CommandHandler systemCommand = groupRow;
+inline constexpr CommandHandler typeCommand = groupRow;
+inline constexpr CommandHandler factoryResetCommand = groupRow;
+inline constexpr CommandHandler routeCommand = groupRow;
+inline constexpr CommandHandler routeStatusCommand = groupRow;
+inline constexpr CommandHandler preferredTimingCommand = groupRow;
+inline constexpr CommandHandler preferredTimingListCommand = groupRow;
+inline constexpr CommandHandler outputResolutionCommand = groupRow;
+inline constexpr CommandHandler ipConfigurationCommand = groupRow;
+inline constexpr CommandHandler telnetTimeoutCommand = groupRow;
+inline constexpr CommandHandler addUserCommand = groupRow;
+inline constexpr CommandHandler deleteUserCommand = groupRow;
+inline constexpr CommandHandler dhcpCommand = groupRow;
+inline constexpr CommandHandler staticAddressCommand = groupRow;
+inline constexpr CommandHandler telnetPortCommand = groupRow;
+inline constexpr CommandHandler telnetLoginCommand = groupRow;
+inline constexpr CommandHandler displayButtonCommand = groupRow;
+inline constexpr CommandHandler cecTriggerCommand = groupRow;
+inline constexpr CommandHandler clientCredentialCommand = groupRow;
+inline constexpr CommandHandler clientAddressCommand = groupRow;
+inline constexpr CommandHandler pictureResetCommand = groupRow;
+inline constexpr CommandHandler singleInputStatusCommand = groupRow;
+inline constexpr CommandHandler inputStatusCommand = groupRow;
+inline constexpr CommandHandler bootLabelCommand = groupRow;
+inline constexpr CommandHandler rebootCommand = groupRow;
+inline constexpr CommandHandler usbSwitchCommand = groupRow;
+inline constexpr CommandHandler debugCommand = groupRow;
+inline constexpr CommandHandler edidCopyCommand = groupRow;
+inline constexpr CommandHandler writeMacCommand = groupRow;
+inline constexpr CommandHandler readMacCommand = groupRow;
+inline constexpr CommandHandler writeSerialNumberCommand = groupRow;
+inline constexpr CommandHandler readFactoryTextCommand = groupRow;
+inline constexpr CommandHandler writeProductIdCommand = groupRow;
+inline constexpr CommandHandler sourceChannelCommand = groupRow;
+inline constexpr CommandHandler readHostNameCommand = groupRow;
+
+template <bool>
+inline constexpr CommandHandler lockCommand = groupRow;
+
+enum class ChoiceCommandRules {
+    hdcpMode,
+    outputAspect,
+    controlType,
+    clientLoginMode,
+    triggerStringType,
+    relayAction,
+    relayType,
+    usbFallback,
+    usbHostRoute,
+    usbHostLogic,
+    edidMode
+};
+using enum ChoiceCommandRules;
+template <ChoiceCommandRules>
+inline constexpr CommandHandler choiceCommand = groupRow;
+
+enum class LineParametersCommandRules { consoleLine, receiverLine, farEndLine };
+using enum LineParametersCommandRules;
+template <LineParametersCommandRules>
+inline constexpr CommandHandler lineParametersCommand = groupRow;
+
+enum class LevelCommandRules { volumeLevel, equaliserLevel };
+using enum LevelCommandRules;
+template <LevelCommandRules>
+inline constexpr CommandHandler levelCommand = groupRow;
+
+enum class TriggerCommandRules { serialPower, serialVolume, networkPower, networkVolume };
+using enum TriggerCommandRules;
+template <TriggerCommandRules>
+inline constexpr CommandHandler triggerCommand = groupRow;
+
+enum class NumericCommandRules {
+    autoSwitchOutTime,
+    autoSwitchFirstTime,
+    clientPort,
+    overscanSize,
+    pictureControl,
+    autoPowerOffTime,
+    projectorTime,
+    relayPulseTime
+};
+using enum NumericCommandRules;
+template <NumericCommandRules>
+inline constexpr CommandHandler numericCommand = groupRow;
+
+enum class DebugToggleCommandRules { hubDebug, chip977Debug };
+using enum DebugToggleCommandRules;
+template <DebugToggleCommandRules>
+inline constexpr CommandHandler debugToggleCommand = groupRow;
+
+enum class BoundedTextCommandRules { systemDebugMode, hostName };
+using enum BoundedTextCommandRules;
+template <BoundedTextCommandRules>
+inline constexpr CommandHandler boundedTextCommand = groupRow;
+
+enum class InputFormatCommandRules { hdbtInput, hdmiInput };
+using enum InputFormatCommandRules;
+template <InputFormatCommandRules>
+inline constexpr CommandHandler inputFormatCommand = groupRow;
+
+namespace report {
+inline constexpr StatusReporter dhcp = silent;
+inline constexpr StatusReporter edidMemory = silent;
+inline constexpr StatusReporter ipAddress = silent;
+inline constexpr StatusReporter ipGateway = silent;
+inline constexpr StatusReporter ipNetmask = silent;
+inline constexpr StatusReporter login = silent;
+inline constexpr StatusReporter portNumber = silent;
+inline constexpr StatusReporter resolutionIndex = silent;
+inline constexpr StatusReporter route = silent;
+inline constexpr StatusReporter timingIndex = silent;
+inline constexpr StatusReporter uart1 = silent;
+inline constexpr StatusReporter uart2 = silent;
+inline constexpr StatusReporter uart3 = silent;
+}  // namespace report

@@ -1,0 +1,64 @@
+#include "console/dispatcher.h"
+
+#include "core/consoleParameter.h"
+#include "platform/support/report.h"
+#include "platform/support/settings.h"
+#include "serial/replyWriter.h"
+
+namespace {
+
+constexpr char kSource[] = "userCommand";  // these handlers' name in the log
+
+const char* skipSpaces(const char* text)
+{
+    while (*text == ' ') {
+        ++text;
+    }
+    return text;
+}
+
+}  // namespace
+
+const CommandEntry* findCommand(std::string_view text, bool& stopped)
+{
+    stopped = false;
+    for (const CommandEntry& entry : kCommandTable) {
+        if (entry.handler == nullptr) {
+            stopped = true;
+            return nullptr;
+        }
+        if (text.starts_with(std::string_view(entry.name, entry.matchLength()))) {
+            return &entry;
+        }
+    }
+    return nullptr;
+}
+
+int UserCommandHandler(int /*unused*/, const char* line, int /*length*/)
+{
+    line = skipSpaces(line);
+    printError("\033[1;31;36m[%s][%s][%d] Command=%s \033[0m \n", kSource, "UserCommandHandler", __LINE__, line);
+
+    bool stopped = false;
+    const CommandEntry* entry = findCommand(line, stopped);
+    if (stopped) {
+        return 1;
+    }
+    if (entry == nullptr) {
+        printError("\033[1;31;36m[%s][%s][%d] FFF FAIL \033[0m \n", kSource, "UserCommandHandler", __LINE__);
+        return refuse(line);
+    }
+
+    const char* args = skipSpaces(line + entry->matchLength());
+    // Kept: the broadcast mode is read and not used; handlers get 0 whatever it is.
+    [[maybe_unused]] const auto broadcast = readBool(boolLeaf<"system.broadcast">);
+    printError("\033[1;31;36m[%s][%s][%d] Command=%s \033[0m \n", kSource, "UserCommandHandler", __LINE__, args);
+    printError("\033[1;31;36m[%s][%s][%d] wpIsSuccess=%d \033[0m \n", kSource, "UserCommandHandler", __LINE__,
+               wpIsSuccess.load(std::memory_order_relaxed));
+    return entry->handler(line, entry->name, args, 0, entry->jsonTemplate);
+}
+
+int refuse(const char* line)
+{
+    return uartReply("Command FAILED: (%s)\r\n", line);
+}
