@@ -8,10 +8,9 @@
 int cipProcJson(const char* fragment, const ReportValue& value)
 {
     // Only that the mode can be read is asked, not whether it is on: the console also hears that it went off.
-    if (!readBool(boolLeaf<"system.broadcast">)) {
-        return 0;
-    }
-    if (readStatusBool(boolLeaf<"system.slaveMcu.isReady">) != true) {
+    const auto broadcast = readBool(boolLeaf<"system.broadcast">);
+    const auto ready = readStatusBool(boolLeaf<"system.slaveMcu.isReady">);
+    if (!broadcast || ready != true) {
         return 0;
     }
     // Kept: the gate lets only the broadcast mode itself pass.

@@ -309,7 +309,7 @@ void deliverUntilFailure(eventbus* bus, ConsoleParameter& record)
             reportSystemError("poll");
             return;
         }
-        const MutexLock lock(record.mutex);
+        const RecordLock lock(record.mutex);
         if (eventbus_on_data_available(bus) != 0) {
             reportSystemError("eventbus_on_data_available");
             return;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -28,16 +29,46 @@ private:
     std::mutex mutex_;
 };
 
-class THREAD_ANNOTATION(scoped_lockable) MutexLock {
+// Serves its waiters in the order they came. The loop and the listener both take the record's mutex again right after
+// they let it go; with an unfair one a flood of events would shut out the console, or the reverse.
+class THREAD_ANNOTATION(capability("mutex")) FairMutex {
 public:
-    explicit MutexLock(Mutex& mutex) THREAD_ANNOTATION(acquire_capability(mutex)) : mutex_(mutex) { mutex_.lock(); }
-    ~MutexLock() THREAD_ANNOTATION(release_capability()) { mutex_.unlock(); }
-    MutexLock(const MutexLock&) = delete;
-    MutexLock& operator=(const MutexLock&) = delete;
+    void lock() THREAD_ANNOTATION(acquire_capability())
+    {
+        std::unique_lock<std::mutex> guard(mutex_);
+        const unsigned turn = next_++;
+        turnCame_.wait(guard, [&] { return turn == serving_; });
+    }
+
+    void unlock() THREAD_ANNOTATION(release_capability())
+    {
+        {
+            const std::lock_guard<std::mutex> guard(mutex_);
+            ++serving_;
+        }
+        turnCame_.notify_all();
+    }
 
 private:
-    Mutex& mutex_;
+    std::mutex mutex_;
+    std::condition_variable turnCame_;
+    unsigned next_ = 0;
+    unsigned serving_ = 0;
 };
+
+template <class Lockable>
+class THREAD_ANNOTATION(scoped_lockable) ScopedLock {
+public:
+    explicit ScopedLock(Lockable& mutex) THREAD_ANNOTATION(acquire_capability(mutex)) : mutex_(mutex) { mutex_.lock(); }
+    ~ScopedLock() THREAD_ANNOTATION(release_capability()) { mutex_.unlock(); }
+    ScopedLock(const ScopedLock&) = delete;
+    ScopedLock& operator=(const ScopedLock&) = delete;
+
+private:
+    Lockable& mutex_;
+};
+using MutexLock = ScopedLock<Mutex>;
+using RecordLock = ScopedLock<FairMutex>;
 
 struct UartPort;  // serial/uart.h
 
@@ -84,7 +115,7 @@ struct ConsoleParameter {
     std::int32_t hdbt_parity = 0;
     std::int32_t hdbt_stop = 0;
     PortSlot uart;
-    Mutex mutex;
+    FairMutex mutex;
     const char* serialdev = nullptr;
 };
 

@@ -70,7 +70,7 @@ void serveRequest(const ServiceHandle& handle)
         __printLog(6, "FD_ISSET( lpcfd, &rfds )\r\n");
     }
     if (lpc_service_on_connect(handle.service) != 0) {
-        reportSystemError("lpc_service_on_connect");
+        printOut("lpc_service_on_connect");
     }
 }
 
@@ -170,7 +170,7 @@ void runPass(LoopState& state)
     // Held through the select, so that its descriptor cannot become another file's meanwhile.
     std::shared_ptr<UartPort> port;
     {
-        const MutexLock lock(record.mutex);
+        const RecordLock lock(record.mutex);
         port = record.uart.hold();
         watch(readable, port != nullptr ? port->fd : -1, state.highestFd);
         watch(readable, state.service.fd, state.highestFd);
@@ -184,7 +184,7 @@ void runPass(LoopState& state)
     }
 
     printError("\033[1;31;33m[%s][%d] select success!\033[0m\n", "main", __LINE__);
-    const MutexLock lock(state.router.record.mutex);
+    const RecordLock lock(state.router.record.mutex);
     // A port that the listener replaced during the select has nothing more to say.
     if (port != nullptr && isReady(readable, port->fd) && record.uart.hold() == port) {
         readPort(state, *port);
