@@ -96,6 +96,15 @@ private:
     std::shared_ptr<UartPort> port_ GUARDED_BY(mutex_);
 };
 
+// A device and the line settings to open it with.
+struct PortSettings {
+    const char* path = "";
+    int speed = 0;  // bit/s
+    int dataBits = 0;
+    int stopBits = 0;
+    int parity = 0;
+};
+
 enum SourceType : std::int32_t {
     kNoRole = 0,
     kExternalConsole = 2,   // externalComd: the RS-232 console port
@@ -115,6 +124,7 @@ struct ConsoleParameter {
     std::int32_t hdbt_parity = 0;
     std::int32_t hdbt_stop = 0;
     PortSlot uart;
+    PortSettings lastTried;  // what `uart` was last opened with, or failed to; changed with the mutex held
     FairMutex mutex;
     const char* serialdev = nullptr;
 };

@@ -9,8 +9,8 @@
 #include "platform/support/fixedText.h"
 #include "platform/support/report.h"
 #include "platform/support/settings.h"
+#include "serial/portKeeper.h"
 #include "serial/replyWriter.h"
-#include "serial/uart.h"
 
 namespace {
 
@@ -35,8 +35,7 @@ int uartReset(void* context, lpc_request* request)
     printOut("[%s]params=%s\r\n", "UartReset", shown(lpc_request_params(request)));
     record.uart.replace(nullptr);
     const LineSettings stored = readInterface1(0);
-    record.uart.replace(
-        uart_open2(kResetDevice, stored.baudrate, stored.databit, stored.stopbit, stored.parity, kFlowNone));
+    openPort(record, {kResetDevice, stored.baudrate, stored.databit, stored.stopbit, stored.parity});
     return lpc_request_completed(request);
 }
 
@@ -58,8 +57,7 @@ void reopenLink(ConsoleParameter& record, const LineSettings& settings)
     record.hdbt_stop = settings.stopbit;
     printOut("[%s][%s][%s][%d] uart_open2 (%s,%d,%d,%d,%d,%d)\r\n", programName(), kSource, "HDBTRS232Set", __LINE__,
              record.serialdev, settings.baudrate, settings.databit, settings.parity, settings.stopbit, 0);
-    record.uart.replace(uart_open2(record.serialdev, record.hdbt_baudrate, record.hdbt_datalen, record.hdbt_stop,
-                                   record.hdbt_parity, kFlowNone));
+    openOwnPort(record);
     if (record.uart.hold() == nullptr) {
         printOut("++++++++\tpStrExample->uart NULL!!!!!!\r");
     }

@@ -1,8 +1,11 @@
 #include "core/uartEvenbusReadline.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <cstring>
+#include <ctime>
 #include <memory>
 #include <sys/select.h>
 #include <unistd.h>
@@ -13,6 +16,7 @@
 #include "platform/support/fixedText.h"
 #include "platform/support/report.h"
 #include "serial/lineIntake.h"
+#include "serial/portKeeper.h"
 #include "serial/uart.h"
 
 namespace {
@@ -20,6 +24,9 @@ namespace {
 constexpr suseconds_t kBurstGapUs = 30'000;
 // Quiet gaps in a row after which a partial line is given up: about three seconds.
 constexpr int kPartialLineGaps = 101;
+
+// How long a device that is away is left alone.
+constexpr std::int64_t kRetryUs = 1'000'000;
 
 // Set by the signal; the loop looks at it at least every 30 ms.
 volatile std::sig_atomic_t g_exitAsked = 0;
@@ -31,8 +38,9 @@ struct LoopState {
     LineRouter router;
     ServiceHandle service;
     int idleCount = 0;
-    int linkStatus = 0;  // g_valensLinkStatus as last seen
-    int highestFd = -1;  // never shrinks
+    int linkStatus = 0;          // g_valensLinkStatus as last seen
+    std::int64_t retryAtUs = 0;  // when a lost device is tried again
+    int highestFd = -1;          // never shrinks
 };
 
 // The burst as " %02X" for every byte: whole pairs only, 341 at most.
@@ -52,10 +60,35 @@ void destroyService(ServiceHandle& handle)
     handle = {nullptr, -1};
 }
 
+std::int64_t monotonicUs()
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return std::int64_t{now.tv_sec} * 1'000'000 + now.tv_nsec / 1'000;
+}
+
+// The open port, or null while the device is away; a lost one is tried again every second.
+std::shared_ptr<UartPort> currentPort(LoopState& state) REQUIRES(state.router.record.mutex)
+{
+    ConsoleParameter& record = state.router.record;
+    std::shared_ptr<UartPort> port = record.uart.hold();
+    if (port == nullptr && monotonicUs() >= state.retryAtUs) {
+        retryPort(record);
+        state.retryAtUs = monotonicUs() + kRetryUs;
+        port = record.uart.hold();
+    }
+    return port;
+}
+
 void readPort(LoopState& state, const UartPort& port) REQUIRES(state.router.record.mutex)
 {
     const ssize_t count = ::read(port.fd, state.chunk, sizeof state.chunk);
-    if (count < 0) {
+    if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
+        return;
+    }
+    if (count <= 0) {
+        losePort(state.router.record, count < 0 ? errno : 0);
+        state.retryAtUs = monotonicUs() + kRetryUs;
         return;
     }
     for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
@@ -170,8 +203,8 @@ void runPass(LoopState& state)
     // Held through the select, so that its descriptor cannot become another file's meanwhile.
     std::shared_ptr<UartPort> port;
     {
-        const RecordLock lock(record.mutex);
-        port = record.uart.hold();
+        const RecordLock lock(state.router.record.mutex);
+        port = currentPort(state);
         watch(readable, port != nullptr ? port->fd : -1, state.highestFd);
         watch(readable, state.service.fd, state.highestFd);
     }

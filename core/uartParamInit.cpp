@@ -5,7 +5,7 @@
 #include "platform/store.h"
 #include "platform/support/report.h"
 #include "platform/support/settings.h"
-#include "serial/uart.h"
+#include "serial/portKeeper.h"
 
 namespace {
 
@@ -77,9 +77,10 @@ int uartParamInit(ConsoleParameter& record)
 
 void openOwnPort(ConsoleParameter& record)
 {
-    const bool internal = record.sourceType == kInternalHdbtLink;
-    record.uart.replace(internal ? uart_open2(record.serialdev, record.hdbt_baudrate, record.hdbt_datalen,
-                                              record.hdbt_stop, record.hdbt_parity, kFlowNone)
-                                 : uart_open2(record.serialdev, record.baudrate, record.datalen, record.stop,
-                                              record.parity, kFlowNone));
+    if (record.sourceType == kInternalHdbtLink) {
+        openPort(record,
+                 {record.serialdev, record.hdbt_baudrate, record.hdbt_datalen, record.hdbt_stop, record.hdbt_parity});
+    } else {
+        openPort(record, {record.serialdev, record.baudrate, record.datalen, record.stop, record.parity});
+    }
 }

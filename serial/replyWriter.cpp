@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <memory>
+#include <poll.h>
 #include <unistd.h>
 
 #include "core/consoleParameter.h"
@@ -11,6 +12,19 @@
 #include "serial/uart.h"
 
 namespace {
+
+// A text that cannot proceed for this long is given up; the texts behind it then wait no more until there is room.
+constexpr int kPatienceMs = 2'000;
+
+bool waitForRoom(UartPort& port)
+{
+    pollfd descriptor{port.fd, POLLOUT, 0};
+    const int ready = ::poll(&descriptor, 1, port.stalled ? 0 : kPatienceMs);
+    if (ready == 0) {
+        port.stalled = true;
+    }
+    return ready > 0 || (ready < 0 && errno == EINTR);
+}
 
 [[gnu::format(printf, 1, 0)]] int writeFormatted(const char* format, va_list arguments)
 {
@@ -49,5 +63,20 @@ ssize_t uartWriteRaw(const char* bytes, std::size_t length)
         errno = EBADF;
         return -1;
     }
-    return ::write(port->fd, bytes, length);
+    std::size_t written = 0;
+    do {
+        const ssize_t count = ::write(port->fd, bytes + written, length - written);
+        if (count >= 0) {
+            written += static_cast<std::size_t>(count);
+            port->stalled = false;
+        } else if (errno == EAGAIN) {
+            if (!waitForRoom(*port)) {
+                errno = ETIMEDOUT;
+                return -1;
+            }
+        } else if (errno != EINTR) {
+            return -1;
+        }
+    } while (written < length);
+    return static_cast<ssize_t>(written);
 }

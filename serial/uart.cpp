@@ -94,16 +94,17 @@ ssize_t writeAll(int fd, const char* bytes, int length)
     return ::write(fd, bytes, static_cast<std::size_t>(length));
 }
 
-}  // namespace
-
-UartPort::~UartPort()
+// Opened blocking, as a device without carrier asks; from then on a far end that stops reading must not stop us.
+void setNonBlocking(int fd)
 {
-    if (fd >= 0) {
-        ::close(fd);
+    const int flags = fcntl(fd, F_GETFL);
+    if (flags >= 0) {
+        fcntl(fd, F_SETFL, flags | O_NONBLOCK);
     }
 }
 
-std::shared_ptr<UartPort> uart_open2(const char* path, int speed, int dataBits, int stopBits, int parity, int flowMode)
+std::shared_ptr<UartPort> openPort(const char* path, int speed, int dataBits, int stopBits, int parity, int flowMode,
+                                   bool report)
 {
     std::shared_ptr<UartPort> port(new (std::nothrow) UartPort);
     if (port == nullptr) {
@@ -113,11 +114,15 @@ std::shared_ptr<UartPort> uart_open2(const char* path, int speed, int dataBits, 
 
     port->fd = ::open(path, O_RDWR | O_NOCTTY | O_CLOEXEC);
     if (port->fd < 0) {
-        printOut("[%s] open uart dev %s failed!\r\n", "uart_open2", path);
+        if (report) {
+            printOut("[%s] open uart dev %s failed!\r\n", "uart_open2", path);
+        }
         return nullptr;
     }
     if (tcgetattr(port->fd, &port->saved) != 0) {
-        printOut("[%s] tcgetattr() failed!\r\n", "uart_open2");
+        if (report) {
+            printOut("[%s] tcgetattr() failed!\r\n", "uart_open2");
+        }
         return nullptr;
     }
 
@@ -138,13 +143,36 @@ std::shared_ptr<UartPort> uart_open2(const char* path, int speed, int dataBits, 
 
     tcflush(port->fd, TCIFLUSH);
     if (tcsetattr(port->fd, TCSADRAIN, &settings) != 0 && !tookAllButFraming(port->fd, settings)) {
-        printOut("[%s] tcsetattr(uart->fd, TCSADRAIN, &newtermios) failed!\r\n", "uart_open2");
+        if (report) {
+            printOut("[%s] tcsetattr(uart->fd, TCSADRAIN, &newtermios) failed!\r\n", "uart_open2");
+        }
         return nullptr;
     }
     if (isCustomSpeed(speed)) {
         uart_custom_baudrate(port->fd, speed);
     }
+    setNonBlocking(port->fd);
     return port;
+}
+
+}  // namespace
+
+UartPort::~UartPort()
+{
+    if (fd >= 0) {
+        ::close(fd);
+    }
+}
+
+std::shared_ptr<UartPort> uart_open2(const char* path, int speed, int dataBits, int stopBits, int parity, int flowMode)
+{
+    return openPort(path, speed, dataBits, stopBits, parity, flowMode, true);
+}
+
+std::shared_ptr<UartPort> uartOpenQuietly(const char* path, int speed, int dataBits, int stopBits, int parity,
+                                          int flowMode)
+{
+    return openPort(path, speed, dataBits, stopBits, parity, flowMode, false);
 }
 
 void uart_close2(std::shared_ptr<UartPort> port)

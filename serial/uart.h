@@ -3,6 +3,7 @@
 // the daemon's port does it through PortSlot.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <memory>
 #include <sys/types.h>
@@ -20,9 +21,10 @@ struct UartPort {
     int fd = -1;
     termios saved{};  // the device's settings as found at open time
     int flowMode = kFlowNone;
-    char hold[kHoldCapacity] = {};  // bytes held back while the far end has sent XOFF
-    int held = 0;                   // 1 while XOFF is in force
-    int holdCount = 0;              // bytes in `hold`; wraps to 0 at its end
+    char hold[kHoldCapacity] = {};     // bytes held back while the far end has sent XOFF
+    int held = 0;                      // 1 while XOFF is in force
+    int holdCount = 0;                 // bytes in `hold`; wraps to 0 at its end
+    std::atomic<bool> stalled{false};  // the far end took nothing for a whole time-out, and has not since
 
     UartPort() = default;
     UartPort(const UartPort&) = delete;
@@ -34,6 +36,10 @@ struct UartPort {
 /// 7200, 14400 and 28800 as custom speeds; any other falls back to 9600. Data bits 5 to 7, any other means 8. Stop bits
 /// 2, any other means one. Parity 0 none, 1 odd, any other even. Null after a message when the device fails.
 std::shared_ptr<UartPort> uart_open2(const char* path, int speed, int dataBits, int stopBits, int parity, int flowMode);
+
+/// The same for a device that may be away: without a word when it fails.
+std::shared_ptr<UartPort> uartOpenQuietly(const char* path, int speed, int dataBits, int stopBits, int parity,
+                                          int flowMode);
 
 /// Gives up a share of the port; the last one closes the descriptor.
 void uart_close2(std::shared_ptr<UartPort> port);
