@@ -1,13 +1,12 @@
 #include "console/dispatcher.h"
 
+#include "console/sourceName.h"
 #include "core/consoleParameter.h"
 #include "platform/support/report.h"
 #include "platform/support/settings.h"
 #include "serial/replyWriter.h"
 
 namespace {
-
-constexpr char kSource[] = "userCommand";  // these handlers' name in the log
 
 const char* skipSpaces(const char* text)
 {
@@ -37,7 +36,7 @@ const CommandEntry* findCommand(std::string_view text, bool& stopped)
 int UserCommandHandler(int /*unused*/, const char* line, int /*length*/)
 {
     line = skipSpaces(line);
-    printError("\033[1;31;36m[%s][%s][%d] Command=%s \033[0m \n", kSource, "UserCommandHandler", __LINE__, line);
+    printError("\033[1;31;36m[%s][%s][%d] Command=%s \033[0m \n", kHandlerSource, "UserCommandHandler", __LINE__, line);
 
     bool stopped = false;
     const CommandEntry* entry = findCommand(line, stopped);
@@ -45,15 +44,15 @@ int UserCommandHandler(int /*unused*/, const char* line, int /*length*/)
         return 1;
     }
     if (entry == nullptr) {
-        printError("\033[1;31;36m[%s][%s][%d] FFF FAIL \033[0m \n", kSource, "UserCommandHandler", __LINE__);
+        printError("\033[1;31;36m[%s][%s][%d] FFF FAIL \033[0m \n", kHandlerSource, "UserCommandHandler", __LINE__);
         return refuse(line);
     }
 
     const char* args = skipSpaces(line + entry->matchLength());
     // Kept: the broadcast mode is read and not used; handlers get 0 whatever it is.
     [[maybe_unused]] const auto broadcast = readBool(boolLeaf<"system.broadcast">);
-    printError("\033[1;31;36m[%s][%s][%d] Command=%s \033[0m \n", kSource, "UserCommandHandler", __LINE__, args);
-    printError("\033[1;31;36m[%s][%s][%d] wpIsSuccess=%d \033[0m \n", kSource, "UserCommandHandler", __LINE__,
+    printError("\033[1;31;36m[%s][%s][%d] Command=%s \033[0m \n", kHandlerSource, "UserCommandHandler", __LINE__, args);
+    printError("\033[1;31;36m[%s][%s][%d] wpIsSuccess=%d \033[0m \n", kHandlerSource, "UserCommandHandler", __LINE__,
                wpIsSuccess.load(std::memory_order_relaxed));
     return entry->handler(line, entry->name, args, 0, entry->jsonTemplate);
 }
