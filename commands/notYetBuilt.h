@@ -15,14 +15,8 @@ inline constexpr CommandHandler routeStatusCommand = groupRow;
 inline constexpr CommandHandler preferredTimingCommand = groupRow;
 inline constexpr CommandHandler preferredTimingListCommand = groupRow;
 inline constexpr CommandHandler outputResolutionCommand = groupRow;
-inline constexpr CommandHandler ipConfigurationCommand = groupRow;
-inline constexpr CommandHandler telnetTimeoutCommand = groupRow;
 inline constexpr CommandHandler addUserCommand = groupRow;
 inline constexpr CommandHandler deleteUserCommand = groupRow;
-inline constexpr CommandHandler dhcpCommand = groupRow;
-inline constexpr CommandHandler staticAddressCommand = groupRow;
-inline constexpr CommandHandler telnetPortCommand = groupRow;
-inline constexpr CommandHandler telnetLoginCommand = groupRow;
 inline constexpr CommandHandler displayButtonCommand = groupRow;
 inline constexpr CommandHandler cecTriggerCommand = groupRow;
 inline constexpr CommandHandler clientCredentialCommand = groupRow;
@@ -41,7 +35,6 @@ inline constexpr CommandHandler writeSerialNumberCommand = groupRow;
 inline constexpr CommandHandler readFactoryTextCommand = groupRow;
 inline constexpr CommandHandler writeProductIdCommand = groupRow;
 inline constexpr CommandHandler sourceChannelCommand = groupRow;
-inline constexpr CommandHandler readHostNameCommand = groupRow;
 
 template <bool>
 inline constexpr CommandHandler lockCommand = groupRow;
@@ -97,24 +90,13 @@ using enum DebugToggleCommandRules;
 template <DebugToggleCommandRules>
 inline constexpr CommandHandler debugToggleCommand = groupRow;
 
-enum class BoundedTextCommandRules { systemDebugMode, hostName };
-using enum BoundedTextCommandRules;
-template <BoundedTextCommandRules>
-inline constexpr CommandHandler boundedTextCommand = groupRow;
-
 enum class InputFormatCommandRules { hdbtInput, hdmiInput };
 using enum InputFormatCommandRules;
 template <InputFormatCommandRules>
 inline constexpr CommandHandler inputFormatCommand = groupRow;
 
 namespace report {
-inline constexpr StatusReporter dhcp = silent;
 inline constexpr StatusReporter edidMemory = silent;
-inline constexpr StatusReporter ipAddress = silent;
-inline constexpr StatusReporter ipGateway = silent;
-inline constexpr StatusReporter ipNetmask = silent;
-inline constexpr StatusReporter login = silent;
-inline constexpr StatusReporter portNumber = silent;
 inline constexpr StatusReporter resolutionIndex = silent;
 inline constexpr StatusReporter route = silent;
 inline constexpr StatusReporter timingIndex = silent;

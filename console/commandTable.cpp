@@ -7,6 +7,8 @@
 #include <array>
 #include <string_view>
 
+#include "commands/boundedText.h"
+#include "commands/network.h"
 #include "commands/notYetBuilt.h"
 #include "commands/switchSettings.h"
 #include "console/groupRow.h"

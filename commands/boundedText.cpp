@@ -1,0 +1,27 @@
+#include "commands/boundedText.h"
+
+#include <string_view>
+
+namespace {
+
+constexpr std::size_t kLongestText = 15;  // bytes
+
+}  // namespace
+
+int runBoundedText(const BoundedTextRules& rules, const CommandCall& call)
+{
+    const std::string_view text(call.args);
+    if (text.size() > kLongestText) {
+        return refuse(call.line);
+    }
+    const PlatformText old = readText(call.jsonTemplate);
+    const int count = publishCount(PublishRule::whenUnchanged, old != nullptr && old.get() == text, call.fromEvent);
+    if (!changeSetting(rules.announcement, call.jsonTemplate, text, count)) {
+        return 1;
+    }
+    if (call.wantsReply()) {
+        // Kept: the new value stands in brackets, though reading it back answers without.
+        uartReply("%s[%s]\r\n", call.name, call.args);
+    }
+    return 1;
+}
