@@ -1,7 +1,6 @@
 #include "platform/support/report.h"
 
 #include <cerrno>
-#include <cstdarg>
 #include <cstring>
 #include <unistd.h>
 
@@ -34,8 +33,13 @@ void printError(const char* format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    printMessage(STDERR_FILENO, format, arguments);
+    vprintError(format, arguments);
     va_end(arguments);
+}
+
+void vprintError(const char* format, va_list arguments)
+{
+    printMessage(STDERR_FILENO, format, arguments);
 }
 
 void reportSystemError(const char* label)

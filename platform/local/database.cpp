@@ -1,0 +1,183 @@
+#include "platform/local/database.h"
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <fcntl.h>
+#include <mutex>
+#include <string>
+#include <sys/stat.h>
+#include <thread>
+
+#include <sqlite3.h>
+
+#include "platform/local/local.h"
+#include "platform/support/ownership.h"
+
+namespace local {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int kBusyMilliseconds = 5'000;  // writers wait for each other this long
+constexpr mode_t kDirectoryMode = 0750;
+constexpr mode_t kFileMode = 0640;
+
+bool makeDirectories(const std::string& path)
+{
+    for (std::size_t slash = path.find('/', 1);; slash = path.find('/', slash + 1)) {
+        const std::string part = path.substr(0, slash);
+        if (::mkdir(part.c_str(), kDirectoryMode) != 0 && errno != EEXIST) {
+            struct stat status {};
+            if (::stat(part.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
+                return false;  // errno tells why, of mkdir or of stat
+            }
+        }
+        if (slash == std::string::npos) {
+            return true;
+        }
+    }
+}
+
+// SQLite would make the file readable by everybody. Under a lock, because closing any descriptor of a file drops the
+// locks that this process holds on it (fcntl(2)): nobody here may have the database open by then.
+bool makeFile(const std::string& path)
+{
+    static std::mutex mutex;
+    const std::lock_guard<std::mutex> lock(mutex);
+    const UniqueFd made(::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode));
+    return made || errno == EEXIST;
+}
+
+bool execute(sqlite3* database, const char* sql)
+{
+    return sqlite3_exec(database, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+// The first processes that meet on a new file compete for the switch to the write-ahead log, which SQLite refuses
+// without asking the busy handler.
+bool switchToWriteAheadLog(sqlite3* database)
+{
+    const auto deadline = Clock::now() + std::chrono::milliseconds(kBusyMilliseconds);
+    while (!execute(database, "PRAGMA journal_mode=WAL")) {
+        if (sqlite3_errcode(database) != SQLITE_BUSY || Clock::now() > deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
+}
+
+}  // namespace
+
+void CloseDatabase::operator()(sqlite3* database) const
+{
+    sqlite3_close_v2(database);
+}
+
+Database openDatabase(const DatabaseFile& file)
+{
+    const std::string directory = storeDirectory();
+    if (directory.empty()) {
+        errno = EPROTONOSUPPORT;
+        return nullptr;
+    }
+    const std::string path = directory + '/' + file.name;
+    if (!makeDirectories(directory) || !makeFile(path)) {
+        return nullptr;
+    }
+
+    sqlite3* opened = nullptr;
+    sqlite3_open_v2(path.c_str(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+    Database database(opened);
+    if (!database) {
+        errno = ENOMEM;
+        return nullptr;
+    }
+    sqlite3_busy_timeout(opened, kBusyMilliseconds);
+    const std::string durability = std::string("PRAGMA synchronous=") + file.durability;
+    if (sqlite3_errcode(opened) != SQLITE_OK || !switchToWriteAheadLog(opened) ||
+        !execute(opened, durability.c_str()) || !execute(opened, file.schema)) {
+        errno = databaseError(opened);
+        return nullptr;
+    }
+    return database;
+}
+
+int databaseError(sqlite3* database)
+{
+    const int system = sqlite3_system_errno(database);
+    switch (sqlite3_errcode(database) & 0xff) {
+    case SQLITE_FULL: return ENOSPC;
+    case SQLITE_READONLY: return EROFS;
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED: return EBUSY;
+    case SQLITE_PERM:
+    case SQLITE_AUTH: return EACCES;
+    case SQLITE_NOMEM: return ENOMEM;
+    case SQLITE_TOOBIG: return EMSGSIZE;
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB: return EUCLEAN;
+    case SQLITE_IOERR:
+    case SQLITE_CANTOPEN: return system != 0 ? system : EIO;
+    default: return EIO;
+    }
+}
+
+void Statement::Finalize::operator()(sqlite3_stmt* statement) const
+{
+    sqlite3_finalize(statement);
+}
+
+bool Statement::prepare(sqlite3* database, const char* sql)
+{
+    sqlite3_stmt* prepared = nullptr;
+    if (sqlite3_prepare_v3(database, sql, -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr) != SQLITE_OK) {
+        errno = databaseError(database);
+        return false;
+    }
+    statement_.reset(prepared);
+    return true;
+}
+
+void Statement::bind(int parameter, std::string_view text)
+{
+    sqlite3_bind_text64(statement_.get(), parameter, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8);
+}
+
+Statement::Step Statement::step()
+{
+    const int result = sqlite3_step(statement_.get());
+    if (result == SQLITE_ROW) {
+        return Step::row;
+    }
+    if (result == SQLITE_DONE) {
+        return Step::done;
+    }
+    errno = databaseError(sqlite3_db_handle(statement_.get()));
+    return Step::failed;
+}
+
+std::string_view Statement::column(int index) const
+{
+    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement_.get(), index));
+    const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement_.get(), index));
+    return text != nullptr ? std::string_view(text, size) : std::string_view();
+}
+
+void Statement::reset()
+{
+    const int kept = errno;
+    sqlite3_reset(statement_.get());
+    errno = kept;
+}
+
+bool Statement::run()
+{
+    const bool done = step() != Step::failed;
+    reset();
+    return done;
+}
+
+}  // namespace local

@@ -1,0 +1,69 @@
+// One thread's connection to one store, with its statements: opened at the thread's first use, closed when it ends.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "platform/local/database.h"
+#include "platform/local/jsonTree.h"
+#include "platform/local/local.h"
+
+namespace local {
+
+/// The leaves below a path stand between "path." and "path/", because '/' follows '.' in ASCII.
+struct SubtreeRange {
+    explicit SubtreeRange(std::string_view path) : from(std::string(path) + '.'), to(std::string(path) + '/') {}
+    std::string from;
+    std::string to;
+};
+
+class StoreConnection {
+public:
+    /// Null with errno set when the store cannot be opened.
+    static StoreConnection* ofThread(Store which);
+
+    /// Calls take(text of the leaf). False with errno set (ENOENT: no such leaf).
+    template <class Take>
+    bool readLeaf(std::string_view path, Take take)
+    {
+        const StatementUse use(leaf_);
+        leaf_.bind(1, path);
+        switch (leaf_.step()) {
+        case Statement::Step::row: take(leaf_.column(0)); return true;
+        case Statement::Step::done: errno = ENOENT; return false;
+        default: return false;
+        }
+    }
+
+    /// The leaf or the subtree at path (empty: the whole store) under its full path; null with errno set (ENOENT:
+    /// nothing there).
+    JsonObject readTree(std::string_view path);
+
+    /// Merges a document and announces what changed. 0, or -1 with errno set.
+    int update(const char* document);
+
+    /// Removes the leaf or subtree at path. 0, or -1 with errno set (ENOENT: nothing there).
+    int remove(std::string_view path);
+
+private:
+    friend class StoreUpdate;
+
+    explicit StoreConnection(Store which) : which_(which) {}
+    bool open();
+
+    Store which_;
+    Database database_;
+    Statement leaf_;
+    Statement tree_;
+    Statement all_;
+    Statement below_;
+    Statement put_;
+    Statement removeTree_;
+    Statement beginRead_;
+    Statement beginWrite_;
+    Statement commit_;
+    Statement rollback_;
+};
+
+}  // namespace local
