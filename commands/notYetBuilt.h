@@ -17,8 +17,6 @@ inline constexpr CommandHandler preferredTimingListCommand = groupRow;
 inline constexpr CommandHandler outputResolutionCommand = groupRow;
 inline constexpr CommandHandler addUserCommand = groupRow;
 inline constexpr CommandHandler deleteUserCommand = groupRow;
-inline constexpr CommandHandler displayButtonCommand = groupRow;
-inline constexpr CommandHandler cecTriggerCommand = groupRow;
 inline constexpr CommandHandler clientCredentialCommand = groupRow;
 inline constexpr CommandHandler clientAddressCommand = groupRow;
 inline constexpr CommandHandler pictureResetCommand = groupRow;
@@ -65,11 +63,6 @@ enum class LevelCommandRules { volumeLevel, equaliserLevel };
 using enum LevelCommandRules;
 template <LevelCommandRules>
 inline constexpr CommandHandler levelCommand = groupRow;
-
-enum class TriggerCommandRules { serialPower, serialVolume, networkPower, networkVolume };
-using enum TriggerCommandRules;
-template <TriggerCommandRules>
-inline constexpr CommandHandler triggerCommand = groupRow;
 
 enum class NumericCommandRules {
     autoSwitchOutTime,

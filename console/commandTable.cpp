@@ -15,6 +15,8 @@
 #include "console/help.h"
 #include "console/helpTexts.h"
 #include "console/reporters.h"
+#include "display/displayActions.h"
+#include "display/triggerSender.h"
 #include "platform/support/jsonTemplate.h"
 
 namespace {

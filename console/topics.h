@@ -12,6 +12,8 @@ inline constexpr char upgradeQuery[] = "UpgradeSlaveVersionQuery";
 }  // namespace topic
 
 namespace service {
+inline constexpr char displayControl[] = "displayControl";
+inline constexpr char displayControlTelnet[] = "displayControlTelnetClient";
 inline constexpr char microcontroller[] = "intermcud";
 inline constexpr char network[] = "networkd";
 inline constexpr char system[] = "systemd";

@@ -1,5 +1,7 @@
 #include "platform/support/settings.h"
 
+#include <cerrno>
+
 #include "platform/eventBus.h"
 #include "platform/logger.h"
 #include "platform/store.h"
@@ -88,6 +90,15 @@ bool detail::storeText(const char* document, bool whole)
     }
     logStoreFailure();
     return false;
+}
+
+bool detail::storeStatusText(const char* document, bool whole)
+{
+    if (!whole) {
+        errno = EMSGSIZE;
+        return false;
+    }
+    return user_status_update(document) == 0;
 }
 
 bool publishReported(const char* topic, const char* payload, const char* label)

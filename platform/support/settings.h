@@ -23,6 +23,10 @@ PlatformText readStatusText(const char* jsonTemplate);
 template <std::size_t Capacity>
 [[nodiscard]] bool storeDocument(const FixedText<Capacity>& document, bool whole);
 
+/// Writes a document to the status store; the caller reports a failure, under its own label and with errno.
+template <std::size_t Capacity>
+[[nodiscard]] bool storeStatus(const FixedText<Capacity>& document, bool whole);
+
 /// Publishes on the event bus; a failure prints the system error with `label` and nothing else happens.
 bool publishReported(const char* topic, const char* payload, const char* label);
 
@@ -31,10 +35,17 @@ void logStoreFailure();
 
 namespace detail {
 bool storeText(const char* document, bool whole);
+bool storeStatusText(const char* document, bool whole);
 }
 
 template <std::size_t Capacity>
 bool storeDocument(const FixedText<Capacity>& document, bool whole)
 {
     return detail::storeText(document.c_str(), whole);
+}
+
+template <std::size_t Capacity>
+bool storeStatus(const FixedText<Capacity>& document, bool whole)
+{
+    return detail::storeStatusText(document.c_str(), whole);
 }
