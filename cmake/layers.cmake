@@ -35,3 +35,12 @@ function(receiver_include_root target folder)
   file(CREATE_LINK "${source}" "${root}/${folder}" SYMBOLIC)
   target_include_directories(${target} ${scope} "${root}")
 endfunction()
+
+# receiver_link_daemon(TARGET PLATFORM_TARGET): the whole daemon on a platform library. The layers call down by name and
+# up through what core hands them and through the command table, so the linker looks through them until all is found.
+function(receiver_link_daemon target platformTarget)
+  set(group core commandTable commands display diagnostics console serial consoleRecord platformSupport)
+  list(APPEND group ${platformTarget})
+  list(JOIN group "," members)
+  target_link_libraries(${target} PRIVATE core "$<LINK_GROUP:RESCAN,${members}>")
+endfunction()
