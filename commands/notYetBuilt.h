@@ -5,9 +5,6 @@
 #include "console/groupRow.h"
 #include "console/reporters.h"
 
-inline constexpr CommandHandler updateCommand = groupRow;
-inline constexpr CommandHandler versionCommand = groupRow;
-inline constexpr CommandHandler systemCommand = groupRow;
 inline constexpr CommandHandler typeCommand = groupRow;
 inline constexpr CommandHandler factoryResetCommand = groupRow;
 inline constexpr CommandHandler routeCommand = groupRow;
@@ -15,27 +12,13 @@ inline constexpr CommandHandler routeStatusCommand = groupRow;
 inline constexpr CommandHandler preferredTimingCommand = groupRow;
 inline constexpr CommandHandler preferredTimingListCommand = groupRow;
 inline constexpr CommandHandler outputResolutionCommand = groupRow;
-inline constexpr CommandHandler addUserCommand = groupRow;
-inline constexpr CommandHandler deleteUserCommand = groupRow;
 inline constexpr CommandHandler clientCredentialCommand = groupRow;
 inline constexpr CommandHandler clientAddressCommand = groupRow;
 inline constexpr CommandHandler pictureResetCommand = groupRow;
 inline constexpr CommandHandler singleInputStatusCommand = groupRow;
 inline constexpr CommandHandler inputStatusCommand = groupRow;
 inline constexpr CommandHandler bootLabelCommand = groupRow;
-inline constexpr CommandHandler rebootCommand = groupRow;
-inline constexpr CommandHandler usbSwitchCommand = groupRow;
-inline constexpr CommandHandler debugCommand = groupRow;
 inline constexpr CommandHandler edidCopyCommand = groupRow;
-inline constexpr CommandHandler writeMacCommand = groupRow;
-inline constexpr CommandHandler readMacCommand = groupRow;
-inline constexpr CommandHandler writeSerialNumberCommand = groupRow;
-inline constexpr CommandHandler readFactoryTextCommand = groupRow;
-inline constexpr CommandHandler writeProductIdCommand = groupRow;
-inline constexpr CommandHandler sourceChannelCommand = groupRow;
-
-template <bool>
-inline constexpr CommandHandler lockCommand = groupRow;
 
 enum class ChoiceCommandRules {
     hdcpMode,
@@ -77,11 +60,6 @@ enum class NumericCommandRules {
 using enum NumericCommandRules;
 template <NumericCommandRules>
 inline constexpr CommandHandler numericCommand = groupRow;
-
-enum class DebugToggleCommandRules { hubDebug, chip977Debug };
-using enum DebugToggleCommandRules;
-template <DebugToggleCommandRules>
-inline constexpr CommandHandler debugToggleCommand = groupRow;
 
 enum class InputFormatCommandRules { hdbtInput, hdmiInput };
 using enum InputFormatCommandRules;

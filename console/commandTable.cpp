@@ -8,9 +8,13 @@
 #include <string_view>
 
 #include "commands/boundedText.h"
+#include "commands/factoryData.h"
+#include "commands/maintenance.h"
 #include "commands/network.h"
 #include "commands/notYetBuilt.h"
 #include "commands/switchSettings.h"
+#include "commands/systemInformation.h"
+#include "commands/userAccounts.h"
 #include "console/groupRow.h"
 #include "console/help.h"
 #include "console/helpTexts.h"

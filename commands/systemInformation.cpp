@@ -1,0 +1,169 @@
+#include "commands/systemInformation.h"
+
+#include <cmath>
+#include <cstring>
+#include <optional>
+#include <string_view>
+#include <sys/time.h>
+
+#include "commands/factoryData.h"
+#include "platform/store.h"
+#include "platform/support/report.h"
+
+namespace {
+
+// The boot time's leaf holds seconds since the epoch with their fraction.
+constexpr char kBootTime[] = R"({"time":{"status":{"bootUpTime":%f}}})";
+// Kept: one brace too many. The stores read a document up to its end and pass over what follows.
+constexpr char kTelnetPort[] = R"({"network":{"telnet":{"telnetPort":%d}}}})";
+
+struct VersionItem {
+    std::string_view suffix;
+    PlatformText (*read)(const char* source);
+    const char* source;
+};
+
+constexpr VersionItem kVersionItems[] = {
+    {"", readFactoryItem, "FirmwareVer"},
+    {"MCU", readFactoryItem, "FirmwareVer"},
+    {"VSRX", readText, textLeaf<"system.firmwareVersionVS2310Rx">},
+    {"977", readFactoryItem, "AppImgVer"},
+    {"1830", readStatusText, textLeaf<"device.deviceVersion.others.mcu4.version">},
+};
+
+/// Prints an item, unless it cannot be read.
+struct SystemItem {
+    void (*print)(const SystemItem& item, const char* ending);
+    const char* label;
+    const char* source;
+    bool inDeviceLine = true;
+};
+
+template <PlatformText (*read)(const char*)>
+void printText(const SystemItem& item, const char* ending)
+{
+    if (const PlatformText text = read(item.source)) {
+        uartReply("%s: %s%s", item.label, text.get(), ending);
+    }
+}
+
+void printPort(const SystemItem& item, const char* ending)
+{
+    if (const auto port = readInt(item.source)) {
+        uartReply("%s: %d%s", item.label, *port, ending);
+    }
+}
+
+void printFixed(const SystemItem& item, const char* ending)
+{
+    uartReply("%s: %s%s", item.label, item.source, ending);
+}
+
+void printUpTime(const SystemItem& item, const char* ending)
+{
+    constexpr double kBeyondAnyClock = 1e15;  // s
+    const auto bootTime = readStatusDouble(item.source);
+    if (!bootTime || !(std::fabs(*bootTime) < kBeyondAnyClock)) {
+        return;
+    }
+    timeval now{};
+    gettimeofday(&now, nullptr);
+    const double wallClock = static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_usec) / 1000000.0;
+    const auto up = static_cast<long long>(wallClock - *bootTime);
+    uartReply("%s: %02lld %02lld:%02lld:%02lld%s", item.label, up / 86400, up % 86400 / 3600, up % 3600 / 60, up % 60,
+              ending);
+}
+
+constexpr SystemItem kSystemItems[] = {
+    {printText<readText>, "Model", textLeaf<"system.model">},
+    {printText<readFactoryItem>, "MAC Addr", "MacAddr"},
+    {printText<readText>, "Address Type", textLeaf<"network.eth0.bootProto">},
+    {printText<readStatusText>, "IP Addr", textLeaf<"network.eth0.ipSettings.ipaddr">},
+    {printText<readStatusText>, "Netmask", textLeaf<"network.eth0.ipSettings.netmask">},
+    {printText<readStatusText>, "Gateway", textLeaf<"network.eth0.ipSettings.gateway">},
+    {printFixed, "HTTP Port", "80"},
+    {printPort, "Telnet Port", kTelnetPort},
+    {printPort, "SSH Port", intLeaf<"network.ssh.sshPort">, false},
+    {printText<readFactoryItem>, "Firmware", "FirmwareVer"},
+    {printUpTime, "On/Up Time <dd HH:mm:ss>", kBootTime},
+    {printText<readText>, "Hostname", textLeaf<"network.netbios.hostname">, false},
+};
+
+void printStatusLines()
+{
+    for (const SystemItem& item : kSystemItems) {
+        item.print(item, "\r\n");
+    }
+}
+
+// One line for programs: a separator stands also for what cannot be read, so that an item is found by its place.
+void printDeviceLine()
+{
+    bool first = true;
+    for (const SystemItem& item : kSystemItems) {
+        if (!item.inDeviceLine) {
+            continue;
+        }
+        if (!first) {
+            uartReply("%c;", '%');
+        }
+        item.print(item, "");
+        first = false;
+    }
+    uartReply("%c;\r\n", '%');
+}
+
+}  // namespace
+
+int versionCommand(const char* line, const char* name, const char* /*args*/, int /*fromEvent*/,
+                   const char* /*jsonTemplate*/)
+{
+    // The suffix stands directly behind the name: args, which skips blanks, would let "Version MCU" pass.
+    const std::string_view suffix(line + std::strlen(name));
+    for (const VersionItem& item : kVersionItems) {
+        if (item.suffix == suffix) {
+            if (const PlatformText version = item.read(item.source)) {
+                uartReply("%s\r\n", version.get());
+            }
+            return 1;
+        }
+    }
+    return refuse(line);
+}
+
+int systemCommand(const char* line, const char* /*name*/, const char* args, int /*fromEvent*/,
+                  const char* /*jsonTemplate*/)
+{
+    const std::string_view form(args);
+    if (form == "sta") {
+        printStatusLines();
+    } else if (form == "dev") {
+        printDeviceLine();
+    } else {
+        refuse(line);
+    }
+    return 1;
+}
+
+int runLock(bool lock, const CommandCall& call)
+{
+    const std::string_view line(call.line);
+    if (line != call.name && line != "Lock sta") {
+        return refuse(call.line);
+    }
+    const bool old = readBool(call.jsonTemplate).value_or(false);
+    if (call.args == std::string_view("sta")) {
+        // Kept: "Lock sta" answers "Lock" whatever the state is; control systems take it for a sign of life.
+        return uartReply("%s\r\n", call.name);
+    }
+    Document document;
+    if (!fill(document, call.jsonTemplate, lock) || user_config_update(document.c_str()) != 0) {
+        reportSystemError("user_config_update");
+    }
+    publishChange(announce::system, document.c_str(),
+                  publishCount(PublishRule::whenUnchanged, old == lock, call.fromEvent));
+    if (call.wantsReply()) {
+        uartReply("%s\r\n", call.name);
+    }
+    return 1;
+}

@@ -1,0 +1,272 @@
+#include "commands/userAccounts.h"
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <strings.h>
+
+#include "console/argumentText.h"
+#include "console/dispatcher.h"
+#include "console/peerCall.h"
+#include "console/topics.h"
+#include "platform/logger.h"
+#include "platform/lpc.h"
+#include "platform/store.h"
+#include "platform/support/fixedText.h"
+#include "platform/support/ownership.h"
+#include "platform/support/report.h"
+#include "serial/replyWriter.h"
+
+namespace {
+
+constexpr char kQuery[] = R"({"account":{}})";
+constexpr char kNoUsers[] = R"({"account":{"users":[]}})";
+constexpr char kUsers[] = "account.users";
+constexpr char kAdministrator[] = "Administrator";
+constexpr char kGuest[] = "Guest";
+constexpr int kMostUsers = 4;
+constexpr int kAnswerTimeoutMs = 9'000;  // room for the system daemon's own work
+
+// The line as replies show it, and paths into the document.
+using EchoText = FixedText<200>;
+using Path = FixedText<200>;
+
+struct DestroyCompletion {
+    void operator()(lpc_completion* completion) const { lpc_completion_destroy(completion); }
+};
+using Completion = std::unique_ptr<lpc_completion, DestroyCompletion>;
+
+// One stored account; borrowed from the document. Fields that are missing or no text are null.
+struct Account {
+    const char* name;
+    const char* password;
+};
+
+bool sameName(std::string_view one, std::string_view other)
+{
+    return one.size() == other.size() && ::strncasecmp(one.data(), other.data(), one.size()) == 0;
+}
+
+bool isRoot(std::string_view name)
+{
+    return sameName(name, "root");
+}
+
+// None for an entry that is missing or has no name: every walk ends there.
+std::optional<Account> accountAt(json_token* document, int index)
+{
+    Path path;
+    path.format("account.users[%d]", index);
+    json_token* entry = json_token_object_walk_get_token(document, path.c_str());
+    const char* name = json_token_object_walk_get_string(entry, "username", nullptr);
+    if (name == nullptr) {
+        return std::nullopt;
+    }
+    return Account{name, json_token_object_walk_get_string(entry, "password", nullptr)};
+}
+
+void logDocumentFailure()
+{
+    if (__logLevels[5] != 0) {
+        __printLog(5, "json_token_new_object");
+    }
+}
+
+// The whole document is written back; it has no bound. A failed write goes unnoticed: the system daemon, which keeps
+// the logins themselves, is told all the same.
+void storeAccounts(const json_token* document)
+{
+    if (const PlatformText text{json_token_to_string(document)}) {
+        user_config_update(text.get());
+    }
+}
+
+// Passwords are shown: the list is how an installer reads them back.
+void listUsers(json_token* document)
+{
+    uartReply("TCP/IP username & password list:\r\n");
+    for (int i = 0; i < kMostUsers; ++i) {
+        const auto account = accountAt(document, i);
+        if (!account) {
+            break;
+        }
+        const bool shown = !isRoot(account->name);
+        if (shown) {
+            uartReply(" - %s &", account->name);
+        }
+        if (account->password == nullptr) {
+            break;
+        }
+        if (shown) {
+            uartReply(" %s\r\n", account->password);
+        }
+    }
+    uartReply(" -\r\n");
+}
+
+bool userExists(json_token* document, std::string_view name)
+{
+    for (int i = 0; i < kMostUsers; ++i) {
+        const auto account = accountAt(document, i);
+        if (!account) {
+            return false;
+        }
+        if (sameName(account->name, name)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool isLetterOrDigit(char character)
+{
+    return (character >= '0' && character <= '9') || (character >= 'A' && character <= 'Z') ||
+           (character >= 'a' && character <= 'z');
+}
+
+void setField(json_token* entry, const char* field, std::string_view value)
+{
+    // A piece of a line, which is never longer than a reply.
+    FixedText<kReplyCapacity> text;
+    text.append(value);
+    if (json_token_object_walk_set_string(entry, field, text.c_str()) != 0) {
+        uartReply("set_object: users[1] failed!");
+    }
+}
+
+// Tells the system daemon of a new account and answers for it; one that does not answer leaves the echo alone.
+void announceUser(const char* entryText, const char* echo)
+{
+    const Completion completion(lpc_proxy_call_with_reply(service::system, "sshAddUser", entryText));
+    if (completion == nullptr || lpc_completion_wait(completion.get(), kAnswerTimeoutMs) != 0) {
+        reportSystemError("lpc_proxy_call");
+        return;
+    }
+    const char* answer = lpc_completion_data(completion.get());
+    if (answer != nullptr && std::string_view(answer).starts_with("fail")) {
+        refuse(echo);
+    } else {
+        uartReply("TCP/IP user was added\r\n");
+    }
+}
+
+int addUser(json_token* document, std::string_view args, const char* echo)
+{
+    json_token* users = json_token_object_walk_get_token(document, kUsers);
+    const int count = json_token_array_length(users);
+    JsonToken entry(json_token_new_object());
+    if (count < 0 || entry == nullptr) {
+        logDocumentFailure();
+        return 1;
+    }
+    if (count >= kMostUsers) {
+        return refuse(echo);
+    }
+
+    const std::string_view name = nextPiece(args, ' ');
+    const std::string_view password = nextPiece(args, ' ');
+    const bool tooMany = !nextPiece(args, ' ').empty();
+    setField(entry.get(), "username", name);
+    const bool exists = userExists(document, name);
+    if (!std::all_of(password.begin(), password.end(), isLetterOrDigit)) {
+        return refuse(echo);
+    }
+    setField(entry.get(), "password", password);
+    if (password.empty() || tooMany || exists) {
+        return refuse(echo);
+    }
+    json_token_object_walk_set_string(entry.get(), "level", kGuest);
+
+    const PlatformText entryText(json_token_to_string(entry.get()));
+    json_token_array_put(users, count, entry.release());
+    storeAccounts(document);
+    uartReply("%s\r\n", echo);
+    announceUser(entryText.get(), echo);
+    return 1;
+}
+
+void copyUser(json_token* document, int index, const Account& account, const char* level)
+{
+    const struct {
+        const char* field;
+        const char* value;
+    } fields[] = {{"username", account.name}, {"password", account.password}, {"level", level}};
+    for (const auto& [field, value] : fields) {
+        Path path;
+        path.format("account.users[%d].%s", index, field);
+        json_token_object_walk_set_string(document, path.c_str(), value);
+    }
+}
+
+// Copies every account but those of that name; how many were left out.
+int copyOthers(json_token* from, json_token* to, std::string_view name)
+{
+    int dropped = 0;
+    int kept = 0;
+    for (int i = 0;; ++i) {
+        const auto account = accountAt(from, i);
+        if (!account || account->password == nullptr) {
+            return dropped;
+        }
+        if (!sameName(account->name, name)) {
+            // Kept: only who was first before is Administrator; once that account is gone, nobody is.
+            copyUser(to, kept++, *account, i == 0 ? kAdministrator : kGuest);
+        } else if (isRoot(name)) {
+            return 0;
+        } else {
+            ++dropped;
+        }
+    }
+}
+
+}  // namespace
+
+int addUserCommand(const char* line, const char* /*name*/, const char* args, int /*fromEvent*/,
+                   const char* /*jsonTemplate*/)
+{
+    EchoText echo;
+    echo.append(line);
+    if (*args == '\0') {
+        return refuse(echo.c_str());
+    }
+    const JsonToken document(user_config_query_to_json_token(kQuery));
+    if (document == nullptr) {
+        logDocumentFailure();
+        return 1;
+    }
+    if (args == std::string_view("sta")) {
+        listUsers(document.get());
+        return 1;
+    }
+    return addUser(document.get(), args, echo.c_str());
+}
+
+int deleteUserCommand(const char* line, const char* /*name*/, const char* args, int /*fromEvent*/,
+                      const char* /*jsonTemplate*/)
+{
+    EchoText echo;
+    echo.append(line);
+    if (*args == '\0') {
+        return refuse(echo.c_str());
+    }
+    const JsonToken document(user_config_query_to_json_token(kQuery));
+    if (document == nullptr) {
+        reportSystemError("json_token_new_object");
+        return 1;
+    }
+    json_token* users = json_token_object_walk_get_token(document.get(), kUsers);
+    const JsonToken rewritten(json_token_parse(kNoUsers));
+    if (json_token_array_length(users) < 0 || rewritten == nullptr) {
+        logDocumentFailure();
+        return 1;
+    }
+    if (copyOthers(document.get(), rewritten.get(), args) == 0) {
+        return refuse(echo.c_str());
+    }
+    storeAccounts(rewritten.get());
+    uartReply("%s\r\n", echo.c_str());
+    callPeer(service::system, "sshDelUser", args);
+    uartReply("TCP/IP user was deleted\r\n");
+    return 1;
+}
