@@ -11,6 +11,7 @@
 #include "console/topics.h"
 #include "core/changeWalker.h"
 #include "core/uartParamInit.h"
+#include "diagnostics/linkMonitoring.h"
 #include "platform/commandRunner.h"
 #include "platform/eventBus.h"
 #include "platform/store.h"
@@ -185,14 +186,9 @@ void onCommandFeedback(void* /*record*/, const char* /*payload*/)
 {
 }
 
-void onVideoStatusChange(void* /*record*/, const char* payload)
+void onVideoStatusChange(void* context, const char* payload)
 {
-    if (payload == nullptr) {
-        return;
-    }
-    if (const JsonToken document = parseReported(payload)) {
-        walkChange(document.get(), "video", true);
-    }
+    linkMonitoringChanged(recordOf(context), payload, walkChange);
 }
 
 void onIdentifyStatus(void* /*area*/, const char* payload)

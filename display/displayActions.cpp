@@ -3,12 +3,11 @@
 #include <string_view>
 
 #include "console/dispatcher.h"
+#include "console/peerCall.h"
 #include "console/topics.h"
 #include "display/triggerSender.h"
 #include "platform/eventBus.h"
 #include "platform/logger.h"
-#include "platform/lpc.h"
-#include "platform/support/report.h"
 #include "platform/support/settings.h"
 #include "serial/replyWriter.h"
 
@@ -35,9 +34,7 @@ std::string_view textOf(const PlatformText& text)
 
 void callMicrocontroller(const char* word)
 {
-    if (lpc_proxy_call(service::microcontroller, "TrigCEC", word) != 0) {
-        reportSystemError("lpc_proxy_call");
-    }
+    callPeer(service::microcontroller, "TrigCEC", word);
 }
 
 // A failed write is logged and the press goes on.

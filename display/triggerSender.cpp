@@ -4,6 +4,7 @@
 #include <optional>
 #include <string_view>
 
+#include "console/argumentText.h"
 #include "platform/logger.h"
 #include "platform/lpc.h"
 #include "platform/support/report.h"
@@ -222,13 +223,7 @@ bool takeSeparator(Split& split)
 bool sendHexTokens(Split split)
 {
     std::string_view rest(split.transmission.content.get());
-    while (!rest.empty()) {
-        const std::size_t length = rest.find(' ');
-        const std::string_view token = rest.substr(0, length);
-        rest.remove_prefix(length == std::string_view::npos ? rest.size() : length + 1);
-        if (token.empty()) {
-            continue;
-        }
+    for (std::string_view token = nextPiece(rest, ' '); !token.empty(); token = nextPiece(rest, ' ')) {
         if (token == kSeparatorToken) {
             if (!takeSeparator(split)) {
                 return false;
