@@ -1,19 +1,18 @@
-#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <climits>
 #include <csignal>
 #include <cstring>
-#include <iostream>
-#include <iterator>
 #include <memory>
 #include <poll.h>
+#include <unistd.h>
 
 #include "platform/lpc.h"
 #include "platformctl/output.h"
 #include "platformctl/verbs.h"
 #include "support/failure.h"
 #include "support/jsonText.h"
+#include "support/readAll.h"
 #include "support/stopSignals.h"
 
 namespace verbs {
@@ -25,6 +24,17 @@ constexpr char kReadyLine[] = R"({"ready":true})";
 [[noreturn]] void refuse(const std::string& what, int error)
 {
     throw Refused(what + ": " + std::strerror(error));
+}
+
+std::string callFailure(int error)
+{
+    switch (error) {
+    case EHOSTUNREACH: return "no such service runs on this bus";
+    case ENOSYS: return "the service has no such method";
+    case EIO: return "the service answered with an error";
+    case ETIMEDOUT: return "no answer within 3 s";
+    default: return std::strerror(error);
+    }
 }
 
 std::string textOrNull(const std::optional<std::string>& text)
@@ -102,7 +112,7 @@ void publishEvent(const Words& words)
     std::string text;
     std::optional<std::string_view> payload;
     if (words.size() > 1) {
-        text = words[1] == "-" ? std::string(std::istreambuf_iterator<char>(std::cin), {}) : words[1];
+        text = words[1] == "-" ? readAll(STDIN_FILENO) : words[1];
         payload = text;
     }
     if (local::publishBytes(words[0], payload) != 0) {
@@ -141,7 +151,7 @@ void callMethod(const Words& words)
         refuse(called + " cannot be called", errno);
     }
     if (lpc_completion_wait(completion.get(), kAnswerTimeMs) != 0) {
-        refuse(called + " failed", errno);
+        throw Refused(called + " failed: " + callFailure(errno));
     }
     if (const char* data = lpc_completion_data(completion.get())) {
         printLine(data);

@@ -1,9 +1,8 @@
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iostream>
-#include <iterator>
+#include <fcntl.h>
+#include <system_error>
+#include <unistd.h>
 
 #include "platform/factoryData.h"
 #include "platform/support/ownership.h"
@@ -11,6 +10,7 @@
 #include "platformctl/verbs.h"
 #include "support/failure.h"
 #include "support/jsonText.h"
+#include "support/readAll.h"
 
 namespace verbs {
 namespace {
@@ -68,27 +68,18 @@ std::string documentAt(const std::string& path, const std::string& value)
     }
 }
 
-std::string readAll(std::istream& stream)
-{
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
-
 std::string readFile(const std::string& file)
 {
-    if (file == "-") {
-        return readAll(std::cin);
-    }
-    errno = 0;
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream) {
-        refuse(quoted(file) + " cannot be read", errno,
+    const UniqueFd opened(file == "-" ? -1 : open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    try {
+        if (file != "-" && !opened) {
+            throw std::system_error(errno, std::generic_category());
+        }
+        return readAll(opened ? opened.get() : STDIN_FILENO);
+    } catch (const std::system_error& error) {
+        refuse(quoted(file) + " cannot be read", error.code().value(),
                "name a file that holds a JSON document, or - for standard input");
     }
-    std::string text = readAll(stream);
-    if (stream.bad() || (text.empty() && errno == EISDIR)) {
-        refuse(quoted(file) + " cannot be read", errno != 0 ? errno : EIO);
-    }
-    return text;
 }
 
 }  // namespace
