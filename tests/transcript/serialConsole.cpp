@@ -1,0 +1,65 @@
+#include "transcript/serialConsole.h"
+
+#include "support/waiting.h"
+
+namespace transcript {
+
+namespace {
+
+// The last of the lines that the loop prints at a quiet gap about a burst that is not part of a handshake.
+constexpr std::string_view kGapLine = "totalLenFor900X=";
+
+// A burst that holds a whole handshake or a failure of one passes its gap without a word.
+bool isSilentBurst(const std::string& bytes)
+{
+    for (std::size_t at = 0; at < bytes.size(); ++at) {
+        if (bytes[at] != '\r' && bytes[at] != '\n') {
+            continue;
+        }
+        const std::string_view seen(bytes.data(), at + 1);
+        const bool handshake = seen.find("WP_") != std::string_view::npos && seen.find("]$") != std::string_view::npos;
+        if (handshake || seen.starts_with("]$\r") || seen.find("COMMAND FAIL") != std::string_view::npos) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+bool SerialConsole::gapSeen(std::size_t logStart) const
+{
+    return log_.holds(kGapLine, logStart);
+}
+
+bool SerialConsole::waitForGap(const std::string& bytes, std::size_t logStart)
+{
+    if (!isSilentBurst(bytes)) {
+        waitFor("a quiet gap", [&] { return gapSeen(logStart); });
+        return false;
+    }
+    // A CR either still joins the silent burst, which it does not change, or makes a burst that is seen.
+    constexpr std::chrono::milliseconds kFewGaps{100};
+    waitFor("the quiet gap of a handshake", [&] {
+        line_.type("\r");
+        return becomesTrue([&] { return gapSeen(logStart); }, kFewGaps);
+    });
+    return true;
+}
+
+bool SerialConsole::typeAndSettle(const std::string& bytes)
+{
+    const std::size_t logStart = log_.size();
+    line_.type(bytes);
+    line_.waitUntilAllRead();
+    passLoop();
+    const bool gapMatters = internalRole_ || bytes.find("RS232zone") != std::string::npos;
+    if (!gapMatters || bytes.empty()) {
+        return false;
+    }
+    const bool extraBurst = waitForGap(bytes, logStart);
+    passLoop();
+    return extraBurst;
+}
+
+}  // namespace transcript

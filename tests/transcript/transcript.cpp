@@ -1,0 +1,450 @@
+#include "transcript/transcript.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <fstream>
+#include <set>
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+
+#include <json-c/json.h>
+
+#include "support/text.h"
+
+namespace transcript {
+
+namespace {
+
+// The rest of a line, taken apart word by word.
+class Words {
+public:
+    explicit Words(std::string_view rest) : rest_(rest) {}
+
+    [[nodiscard]] bool more() const { return !rest_.empty(); }
+
+    std::string_view next(const char* what)
+    {
+        const std::string_view word = rest_.substr(0, rest_.find(' '));
+        if (word.empty()) {
+            throw std::runtime_error(std::string(what) + " is missing");
+        }
+        rest_.remove_prefix(std::min(rest_.size(), word.size() + 1));
+        return word;
+    }
+
+    // All that is left, unescaped; "" is an empty text, nothing at all is none.
+    Text text()
+    {
+        const std::string_view rest = std::exchange(rest_, {});
+        if (rest.empty()) {
+            return std::nullopt;
+        }
+        return rest == "\"\"" ? std::string() : unescaped(rest);
+    }
+
+    int number(const char* what)
+    {
+        const std::string_view word = next(what);
+        int value = 0;
+        const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), value);
+        if (error != std::errc() || end != word.data() + word.size()) {
+            throw std::runtime_error(std::string(what) + " is no number");
+        }
+        return value;
+    }
+
+    void end() const
+    {
+        if (more()) {
+            throw std::runtime_error("too many words: " + std::string(rest_));
+        }
+    }
+
+private:
+    std::string_view rest_;
+};
+
+Store storeOf(std::string_view word)
+{
+    if (word != "settings" && word != "status") {
+        throw std::runtime_error("settings or status expected, not " + std::string(word));
+    }
+    return word == "settings" ? Store::settings : Store::status;
+}
+
+std::string needed(Text text, const char* what)
+{
+    if (!text) {
+        throw std::runtime_error(std::string(what) + " is missing");
+    }
+    return *text;
+}
+
+GivenPeer givenPeer(Words& words)
+{
+    using Answer = GivenPeer::Answer;
+    GivenPeer peer{std::string(words.next("service")), std::string(words.next("method")), Answer::completes, {}};
+    const std::string_view how = words.next("answer");
+    if (how == "answers") {
+        peer.answer = Answer::answers;
+        peer.text = needed(words.text(), "answer");
+    } else if (how == "fails") {
+        peer.answer = Answer::fails;
+    } else if (how == "absent") {
+        peer.answer = Answer::absent;
+    } else if (how == "silent") {
+        peer.answer = Answer::silent;
+    } else if (how != "completes") {
+        throw std::runtime_error("unknown answer " + std::string(how));
+    }
+    words.end();
+    return peer;
+}
+
+GivenFault givenFault(Words& words)
+{
+    static const std::set<std::string_view> kKinds{"update", "status-update", "query",  "publish",
+                                                   "call",   "run",           "factory"};
+    GivenFault fault{std::string(words.next("call")), {}, -1};
+    if (kKinds.count(fault.kind) == 0) {
+        throw std::runtime_error("unknown fault " + fault.kind);
+    }
+    while (words.more()) {
+        Words peek = words;
+        const std::string_view word = peek.next("count");
+        if (std::isdigit(static_cast<unsigned char>(word[0])) != 0) {
+            fault.times = words.number("count");
+        } else if (fault.kind == "query" && !fault.path) {
+            fault.path = words.next("path");
+        } else {
+            throw std::runtime_error("unknown fault word " + std::string(word));
+        }
+    }
+    return fault;
+}
+
+class Parser {
+public:
+    explicit Parser(std::string name) : name_(std::move(name)) {}
+
+    void take(int number, const std::string& line)
+    {
+        number_ = number;
+        if (line.empty() || line[0] == '#') {
+            return;
+        }
+        if (line.starts_with("== ")) {
+            begin(line.substr(3));
+            return;
+        }
+        if (scenarios_.empty()) {
+            throw std::runtime_error("no scenario begun");
+        }
+        if (line[0] == '>') {
+            takeTyped(line);
+        } else if (line[0] == '<') {
+            takeReply(line);
+        } else {
+            Words words(line);
+            takeWords(line, words.next("keyword"), words);
+        }
+    }
+
+    std::vector<Scenario> finish()
+    {
+        for (const Scenario& scenario : scenarios_) {
+            if (!hasStep(scenario)) {
+                number_ = scenario.line;
+                throw std::runtime_error("a scenario without a step");
+            }
+        }
+        return std::move(scenarios_);
+    }
+
+    [[nodiscard]] int number() const { return number_; }
+
+private:
+    static bool hasStep(const Scenario& scenario)
+    {
+        return std::any_of(scenario.items.begin(), scenario.items.end(),
+                           [](const auto& item) { return std::holds_alternative<Step>(item); });
+    }
+
+    Scenario& scenario() { return scenarios_.back(); }
+
+    Step& step()
+    {
+        for (auto item = scenario().items.rbegin(); item != scenario().items.rend(); ++item) {
+            if (auto* found = std::get_if<Step>(&*item)) {
+                return *found;
+            }
+        }
+        throw std::runtime_error("an expectation before the first step");
+    }
+
+    void begin(const std::string& title)
+    {
+        if (!titles_.insert(testName(title)).second) {
+            throw std::runtime_error("a title that stands here twice: " + title);
+        }
+        Scenario& added = scenarios_.emplace_back();
+        added.file = name_;
+        added.line = number_;
+        added.title = title;
+    }
+
+    Step& addStep(const std::string& source, Step::Kind kind)
+    {
+        Step added;
+        added.line = number_;
+        added.source = source;
+        added.kind = kind;
+        scenario().items.emplace_back(std::move(added));
+        return step();
+    }
+
+    void takeTyped(const std::string& line)
+    {
+        const bool raw = line.starts_with(">>");
+        const std::size_t mark = raw ? 2 : 1;
+        if (line.size() > mark && line[mark] != ' ') {
+            throw std::runtime_error("a blank must follow " + line.substr(0, mark));
+        }
+        const std::string bytes = line.size() > mark ? unescaped(std::string_view(line).substr(mark + 1)) : "";
+        addStep(line, Step::Kind::type).bytes = raw ? bytes : bytes + '\r';
+    }
+
+    void takeReply(const std::string& line)
+    {
+        const std::string_view text(line);
+        if (text == "< nothing") {
+            step();
+        } else if (text == "<" || text.starts_with("< ")) {
+            step().replies += unescaped(text.substr(std::min<std::size_t>(2, text.size()))) + "\r\n";
+        } else if (text == "<lf" || text.starts_with("<lf ")) {
+            step().replies += unescaped(text.substr(std::min<std::size_t>(4, text.size()))) + "\n";
+        } else if (text.starts_with("<raw ")) {
+            step().replies += unescaped(text.substr(5));
+        } else {
+            throw std::runtime_error("not a reply line: " + line);
+        }
+    }
+
+    void takeWords(const std::string& line, std::string_view keyword, Words& words)
+    {
+        if (keyword == "given") {
+            takeGiven(words);
+        } else if (keyword == "lpc" || keyword == "publish") {
+            Step& added = addStep(line, keyword == "lpc" ? Step::Kind::lpc : Step::Kind::publish);
+            added.name = words.next(keyword == "lpc" ? "method" : "topic");
+            added.text = words.text();
+        } else if (keyword == "event") {
+            takeEvent(words);
+        } else if (keyword == "call") {
+            const std::string service(words.next("service"));
+            if (service != "none" || words.more()) {
+                std::string method(words.next("method"));
+                step().calls.push_back({service, std::move(method), words.text()});
+            }
+        } else if (keyword == "run") {
+            const std::string command = needed(words.text(), "command");
+            if (command != "none") {
+                step().runs.push_back(command);
+            }
+        } else if (keyword == "store") {
+            const Store store = storeOf(words.next("store"));
+            std::string path(words.next("path"));
+            const std::string json = needed(words.text(), "value");
+            step().stores.push_back({store, std::move(path), json == "absent" ? std::nullopt : Text(normalised(json))});
+        } else if (keyword == "print") {
+            step().prints.push_back(needed(words.text(), "text"));
+        } else if (keyword == "log") {
+            const int level = words.number("level");
+            step().logs.push_back({level, needed(words.text(), "text")});
+            scenario().endToEnd = false;
+        } else {
+            throw std::runtime_error("unknown keyword " + std::string(keyword));
+        }
+    }
+
+    void takeEvent(Words& words)
+    {
+        const std::string from(words.next("source"));
+        if (from == "none") {
+            words.end();
+            return;
+        }
+        if (from != "settings" && from != "status" && from != "publisher") {
+            throw std::runtime_error("settings, status or publisher expected, not " + from);
+        }
+        std::string topic(words.next("topic"));
+        step().events.push_back({from, std::move(topic), words.text()});
+    }
+
+    void takeGiven(Words& words)
+    {
+        const std::string_view what = words.next("what is given");
+        if (what == "settings" || what == "status") {
+            std::string path(words.next("path"));
+            addGiven(GivenLeaf{storeOf(what), std::move(path), normalised(needed(words.text(), "value"))});
+        } else if (what == "factory") {
+            std::string key(words.next("key"));
+            addGiven(GivenFactory{std::move(key), needed(words.text(), "text")});
+        } else if (what == "peer") {
+            addGiven(givenPeer(words));
+        } else if (what == "run") {
+            if (words.next("exits") != "exits") {
+                throw std::runtime_error("given run exits STATUS");
+            }
+            addGiven(GivenRunStatus{words.number("status")});
+        } else if (what == "log" || what == "nolog") {
+            addGiven(GivenLog{words.number("level"), what == "log"});
+            scenario().endToEnd = false;
+        } else if (what == "fail") {
+            addGiven(givenFault(words));
+            scenario().endToEnd = false;
+        } else if (what == "role") {
+            takeRole(words.next("role"));
+        } else {
+            throw std::runtime_error("unknown given " + std::string(what));
+        }
+    }
+
+    void takeRole(std::string_view role)
+    {
+        if ((role != "internal" && role != "external") || hasStep(scenario())) {
+            throw std::runtime_error("the role is internal or external, from the start");
+        }
+        scenario().internalRole = role == "internal";
+    }
+
+    void addGiven(Given given) { scenario().items.emplace_back(std::move(given)); }
+
+    std::string name_;
+    int number_ = 0;
+    std::vector<Scenario> scenarios_;
+    std::set<std::string> titles_;
+};
+
+}  // namespace
+
+File parse(const std::string& name, const std::string& content)
+{
+    Parser parser(name);
+    std::istringstream lines(content);
+    std::string line;
+    try {
+        for (int number = 1; std::getline(lines, line); ++number) {
+            parser.take(number, line);
+        }
+        return {name, parser.finish(), {}};
+    } catch (const std::runtime_error& error) {
+        throw std::runtime_error(name + ".transcript:" + std::to_string(parser.number()) + ": " + error.what());
+    }
+}
+
+std::vector<File> readAll(const std::filesystem::path& directory)
+{
+    std::vector<std::filesystem::path> paths;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(directory)) {
+        if (entry.path().extension() == ".transcript") {
+            paths.push_back(entry.path());
+        }
+    }
+    std::sort(paths.begin(), paths.end());
+    std::vector<File> files;
+    for (const auto& path : paths) {
+        const std::string name = path.lexically_relative(directory).replace_extension().string();
+        std::ostringstream content;
+        content << std::ifstream(path, std::ios::binary).rdbuf();
+        try {
+            files.push_back(parse(name, content.str()));
+        } catch (const std::runtime_error& error) {
+            files.push_back({name, {}, error.what()});
+        }
+    }
+    return files;
+}
+
+std::vector<std::string> replyLines(const std::string& bytes)
+{
+    std::vector<std::string> lines;
+    std::string_view rest = bytes;
+    while (!rest.empty()) {
+        const std::size_t end = rest.find('\n');
+        std::string_view line = rest.substr(0, end);
+        rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
+        if (end == std::string_view::npos) {
+            lines.push_back("<raw " + escaped(line));
+        } else if (line.ends_with('\r')) {
+            line.remove_suffix(1);
+            lines.push_back(line.empty() ? "<" : "< " + escaped(line));
+        } else {
+            lines.push_back(line.empty() ? "<lf" : "<lf " + escaped(line));
+        }
+    }
+    return lines;
+}
+
+namespace {
+
+std::string textWord(const Text& text)
+{
+    if (!text) {
+        return {};
+    }
+    return text->empty() ? " \"\"" : " " + escaped(*text);
+}
+
+}  // namespace
+
+std::string toLine(const Event& event)
+{
+    return "event " + event.from + " " + event.topic + textWord(event.payload);
+}
+
+std::string toLine(const Call& call)
+{
+    return "call " + call.service + " " + call.method + textWord(call.params);
+}
+
+std::string normalised(const std::string& json)
+{
+    json_tokener* tokener = json_tokener_new();
+    json_object* value = json_tokener_parse_ex(tokener, json.c_str(), static_cast<int>(json.size()) + 1);
+    const bool good = json_tokener_get_error(tokener) == json_tokener_success;
+    std::string text;
+    if (good) {
+        std::size_t length = 0;
+        const char* plain =
+            json_object_to_json_string_length(value, JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE, &length);
+        text.assign(plain, length);
+        json_object_put(value);
+    }
+    json_tokener_free(tokener);
+    if (!good) {
+        throw std::runtime_error("no JSON: " + json);
+    }
+    return text;
+}
+
+std::string testName(const std::string& text)
+{
+    std::string name;
+    for (const char character : text) {
+        const bool plain = std::isalnum(static_cast<unsigned char>(character)) != 0;
+        if (plain) {
+            name += character;
+        } else if (!name.empty() && name.back() != '_') {
+            name += '_';
+        }
+    }
+    while (!name.empty() && name.back() == '_') {
+        name.pop_back();
+    }
+    return name;
+}
+
+}  // namespace transcript
