@@ -23,6 +23,40 @@ void publishChange(const Announcement& announcement, const char* document, int c
     }
 }
 
+bool textUnchanged(const char* jsonTemplate, std::string_view text)
+{
+    const PlatformText stored = readText(jsonTemplate);
+    return stored != nullptr && stored.get() == text;
+}
+
+bool changeNumber(const CommandCall& call, const Announcement& announcement, PublishRule rule, int number)
+{
+    const bool unchanged = readInt(call.jsonTemplate).value_or(0) == number;
+    return changeSetting(announcement, call.jsonTemplate, number, publishCount(rule, unchanged, call.fromEvent));
+}
+
+bool changeText(const CommandCall& call, const Announcement& announcement, PublishRule rule, std::string_view text)
+{
+    const bool unchanged = textUnchanged(call.jsonTemplate, text);
+    return changeSetting(announcement, call.jsonTemplate, text, publishCount(rule, unchanged, call.fromEvent));
+}
+
+int showNumber(const CommandCall& call)
+{
+    if (const auto stored = readInt(call.jsonTemplate)) {
+        uartReply("%s %d\r\n", call.name, *stored);
+    }
+    return 1;
+}
+
+int showText(const CommandCall& call)
+{
+    if (const PlatformText stored = readText(call.jsonTemplate)) {
+        uartReply("%s %s\r\n", call.name, stored.get());
+    }
+    return 1;
+}
+
 bool scalerModeOn()
 {
     const bool on = readBool(boolLeaf<"video.vidProcess.scaler.scalerMode">).value_or(false);

@@ -2,6 +2,8 @@
 // announced. A family is a skeleton over these and a record per command of what its members differ in.
 #pragma once
 
+#include <string_view>
+
 #include "console/dispatcher.h"
 #include "console/topics.h"
 #include "platform/support/settings.h"
@@ -61,6 +63,20 @@ template <class Value>
     publishChange(announcement, document.c_str(), count);
     return true;
 }
+
+/// True when the store holds this text already; one that cannot be read is different.
+[[nodiscard]] bool textUnchanged(const char* jsonTemplate, std::string_view text);
+
+// The usual change of the row's one leaf: compares the new value with the stored one, stores it and publishes it under
+// the rule. False when it could not be stored (see changeSetting). A number that cannot be read counts as 0.
+[[nodiscard]] bool changeNumber(const CommandCall& call, const Announcement& announcement, PublishRule rule,
+                                int number);
+[[nodiscard]] bool changeText(const CommandCall& call, const Announcement& announcement, PublishRule rule,
+                              std::string_view text);
+
+// "sta": the row's name and its stored value; nothing when that cannot be read. They return 1.
+int showNumber(const CommandCall& call);
+int showText(const CommandCall& call);
 
 /// True when the scaler works on the picture; commands that need it are refused otherwise. Logs what was read.
 bool scalerModeOn();
