@@ -7,14 +7,20 @@
 #include <array>
 #include <string_view>
 
+#include "commands/audioLevel.h"
 #include "commands/boundedText.h"
+#include "commands/choiceSettings.h"
 #include "commands/factoryData.h"
+#include "commands/inputFormatEdidLabel.h"
 #include "commands/maintenance.h"
 #include "commands/network.h"
-#include "commands/notYetBuilt.h"
+#include "commands/numericSettings.h"
+#include "commands/resolutionTiming.h"
+#include "commands/serialLineParameters.h"
 #include "commands/switchSettings.h"
 #include "commands/systemInformation.h"
 #include "commands/userAccounts.h"
+#include "commands/videoRouting.h"
 #include "console/groupRow.h"
 #include "console/help.h"
 #include "console/helpTexts.h"
