@@ -141,6 +141,12 @@ void Program::write(std::string_view bytes)
     }
 }
 
+void Program::closeTerminal()
+{
+    input_.reset();
+    outputEnd_.reset();
+}
+
 void Program::signal(int number) const
 {
     kill(pid_, number);

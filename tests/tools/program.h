@@ -46,6 +46,8 @@ public:
 
     void write(std::string_view bytes);
     void closeInput() { input_.reset(); }
+    /// Hangs up the terminal it runs at.
+    void closeTerminal();
     void signal(int number) const;
 
     /// Everything on standard output so far, waiting until it holds `text`.

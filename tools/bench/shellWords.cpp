@@ -2,8 +2,8 @@
 
 namespace {
 
-constexpr std::string_view kBlanks = " \t\n";
-constexpr std::string_view kShellWork = "|&;<>()$`*?[~!{}";
+constexpr std::string_view kBlanks = " \t";
+constexpr std::string_view kShellWork = "|&;<>()$`\n";
 constexpr std::string_view kEscapedInQuotes = "$`\"\\";
 
 bool in(std::string_view set, char character)
@@ -68,7 +68,7 @@ std::optional<std::vector<std::string>> shellWords(std::string_view line)
         if (character == '#' && !word) {
             break;
         }
-        if (in(kShellWork, character)) {
+        if (in(kShellWork, character) || (character == '~' && !word)) {
             return std::nullopt;
         }
         word = word.value_or("");

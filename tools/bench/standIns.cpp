@@ -55,11 +55,12 @@ int runFactoryTool(const std::vector<std::string>& words)
 int runCommandLine(const std::string& line)
 {
     tellBench(line);
-    const auto words = shellWords(line);
-    if (words && !words->empty() && fs::path(words->front()).filename() == kFactoryTool) {
-        return runFactoryTool(*words);
+    const std::string program = line.substr(0, line.find_first_of(" \t;|&"));
+    if (fs::path(program).filename() != kFactoryTool) {
+        return 0;
     }
-    return 0;
+    const auto words = shellWords(line);
+    return words ? runFactoryTool(*words) : 1;
 }
 
 std::string joined(const std::vector<std::string>& words)
