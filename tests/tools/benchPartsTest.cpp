@@ -46,9 +46,10 @@ TEST(ShellWords, AreThoseOfAShell)
     EXPECT_EQ(shellWords(R"(tool -w  Key 'a b;$c'\''d' "e\"f\g")"),
               (Words{"tool", "-w", "Key", "a b;$c'd", R"(e"f\g)"}));
     EXPECT_EQ(shellWords(R"(a\ b '' # comment)"), (Words{"a b", ""}));
-    EXPECT_EQ(shellWords("a#b"), (Words{"a#b"}));
+    EXPECT_EQ(shellWords("a#b {*~!?[x]} ="), (Words{"a#b", "{*~!?[x]}", "="}));
+    EXPECT_EQ(shellWords("killall *cmdd"), (Words{"killall", "*cmdd"}));
     for (const char* line :
-         {"reboot; ls", "a | b", "$(a)", "`a`", "a > b", "a 'b", "a \"b", "\"$a\"", "a &", "a\\", "killall *cmdd"}) {
+         {"reboot; ls", "a | b", "$(a)", "`a`", "a > b", "a 'b", "a \"b", "\"$a\"", "a &", "a\\", "~/a", "a\nb"}) {
         EXPECT_EQ(shellWords(line), std::nullopt) << line;
     }
 }

@@ -184,11 +184,12 @@ bool Program::await(const char* what, const Condition& condition)
 {
     const auto end = std::chrono::steady_clock::now() + kPatience;
     while (!condition()) {
+        const bool ended = !running();
         const bool more = pump(20);
         if (condition()) {
             break;
         }
-        if ((!more && !running()) || std::chrono::steady_clock::now() > end) {
+        if ((ended && !more) || std::chrono::steady_clock::now() > end) {
             ADD_FAILURE() << what << " did not come; standard output: " << output_ << "\nstandard error: " << error_;
             return false;
         }
