@@ -139,6 +139,24 @@ TEST_F(Bench, WaitsForRepliesThatComeLater)
     EXPECT_EQ(countLines(result.error, R"([displayControl] HexRS232zone " 50 57 52 20 4F 4E 0D")"), 5) << result.error;
 }
 
+TEST_F(Bench, DoesEveryCommandThatWouldChangeTheMachineHarmlessly)
+{
+    const Result result = feed("Reboot\nSFabMac 00-11-22-33-44-55\nRFabMac\nSFabSN it's \"$(a)\";b\nIPLogin on\n"
+                               "CSpara [9600,7,1,1]\nCSpara sta\nCSpara [115200,8,0,1]\nIPAddUser joe secret1\n"
+                               "IPPort 9001\nUSBSW 1\nBlink sta\n");
+    EXPECT_EQ(result.output, "Reboot\r\nSFabMac 00-11-22-33-44-55\r\n00-11-22-33-44-55\r\nSFabSN it's \"$(a)\";b\r\n"
+                             "IPLogin on\r\nCSpara [9600,7,1,1]\r\nCSpara[9600,7,1,1]\r\nCSpara [115200,8,0,1]\r\n"
+                             "IPAddUser joe secret1\r\nTCP/IP user was added\r\nIPPort 9001\r\nUSBSW 1\r\n"
+                             "Blink off\r\n");
+    EXPECT_EQ(result.status, 0);
+    for (const char* line :
+         {"[command] reboot", "[command] /mnt/mtd/bin/factory_tool -w MacAddr 00:11:22:33:44:55",
+          "[command] killall *cmdd", "[networkd] TelnetRestart \"9001\"", "[intermcud] trigerUsb \"OUTA\""}) {
+        EXPECT_EQ(countLines(result.error, line), 1) << line << "\n" << result.error;
+    }
+    expectAllGone();
+}
+
 TEST_F(Bench, SeedsOnlyWhatIsAbsent)
 {
     ASSERT_EQ(platformctl({"config", "set", "control.ledMode", "true"}).status, 0);
