@@ -59,8 +59,10 @@ std::string documentAt(const std::string& path, const std::string& value)
     std::size_t start = 0;
     while (true) {
         const std::size_t dot = path.find('.', start);
-        opening += "{" + jsonString(path.substr(start, dot - start)) + ":";
-        closing += "}";
+        opening += '{';
+        opening += jsonString(path.substr(start, dot - start));
+        opening += ':';
+        closing += '}';
         if (dot == std::string::npos) {
             return opening + value + closing;
         }
