@@ -1,6 +1,8 @@
 #include "childProcess.h"
 
+#include <algorithm>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <fcntl.h>
 #include <poll.h>
@@ -83,7 +85,7 @@ std::optional<std::string> ChildProcess::line(Seconds limit)
         const auto left =
             std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
         pollfd waiting{.fd = output_, .events = POLLIN, .revents = 0};
-        if (left.count() <= 0 || ::poll(&waiting, 1, static_cast<int>(left.count())) <= 0) {
+        if (::poll(&waiting, 1, static_cast<int>(std::max<std::int64_t>(left.count(), 0))) <= 0) {
             return std::nullopt;
         }
         char chunk[4096];

@@ -19,7 +19,8 @@ public:
     ChildProcess& operator=(const ChildProcess&) = delete;
     ~ChildProcess();
 
-    /// The next line it prints, without its end; nothing when it prints no more or the limit has passed.
+    /// The next line it prints, without its end; nothing when it prints no more or the limit has passed (0: what is
+    /// there now).
     std::optional<std::string> line(Seconds limit = Seconds(20));
     void closeInput();
     void signal(int number) const;
