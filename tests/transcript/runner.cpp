@@ -74,7 +74,8 @@ public:
         for (const StoreCheck& check : step_.stores) {
             const Text value = backend_.read(check.store, check.path);
             const std::string begin = std::string("store ") + word(check.store) + " " + check.path + " ";
-            compare({begin + escaped(check.json.value_or("absent"))}, {begin + escaped(value.value_or("absent"))});
+            compare({begin + escaped(check.json.value_or("absent"))},
+                    {begin + escaped(value ? normalised(*value) : "absent")});
         }
         for (const std::string& text : step_.prints) {
             if (seen_.printed.find(text) == std::string::npos) {

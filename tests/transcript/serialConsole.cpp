@@ -6,6 +6,8 @@ namespace transcript {
 
 namespace {
 
+// What the loop prints when bytes or a request woke it.
+constexpr std::string_view kWokenLine = "select success!";
 // The last of the lines that the loop prints at a quiet gap about a burst that is not part of a handshake.
 constexpr std::string_view kGapLine = "totalLenFor900X=";
 
@@ -27,9 +29,12 @@ bool isSilentBurst(const std::string& bytes)
 
 }  // namespace
 
+// Only the gap behind the bytes counts, not one before they were read.
 bool SerialConsole::gapSeen(std::size_t logStart) const
 {
-    return log_.holds(kGapLine, logStart);
+    const std::string text = log_.from(logStart);
+    const std::size_t woken = text.find(kWokenLine);
+    return woken != std::string::npos && text.find(kGapLine, woken) != std::string::npos;
 }
 
 bool SerialConsole::waitForGap(const std::string& bytes, std::size_t logStart)

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <charconv>
 #include <fstream>
+#include <map>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -42,6 +43,13 @@ public:
             return std::nullopt;
         }
         return rest == "\"\"" ? std::string() : unescaped(rest);
+    }
+
+    // All that is left, as JSON.
+    std::string json()
+    {
+        const std::string_view rest = std::exchange(rest_, {});
+        return normalised(unescaped(rest));
     }
 
     int number(const char* what)
@@ -256,8 +264,9 @@ private:
         } else if (keyword == "store") {
             const Store store = storeOf(words.next("store"));
             std::string path(words.next("path"));
-            const std::string json = needed(words.text(), "value");
-            step().stores.push_back({store, std::move(path), json == "absent" ? std::nullopt : Text(normalised(json))});
+            Words absent = words;
+            const bool none = words.more() && absent.next("value") == "absent";
+            step().stores.push_back({store, std::move(path), none ? std::nullopt : Text(words.json())});
         } else if (keyword == "print") {
             step().prints.push_back(needed(words.text(), "text"));
         } else if (keyword == "log") {
@@ -288,7 +297,7 @@ private:
         const std::string_view what = words.next("what is given");
         if (what == "settings" || what == "status") {
             std::string path(words.next("path"));
-            addGiven(GivenLeaf{storeOf(what), std::move(path), normalised(needed(words.text(), "value"))});
+            addGiven(GivenLeaf{storeOf(what), std::move(path), words.json()});
         } else if (what == "factory") {
             std::string key(words.next("key"));
             addGiven(GivenFactory{std::move(key), needed(words.text(), "text")});
@@ -410,20 +419,46 @@ std::string toLine(const Call& call)
     return "call " + call.service + " " + call.method + textWord(call.params);
 }
 
+namespace {
+
+std::string plain(json_object* value)
+{
+    std::size_t length = 0;
+    const char* text =
+        json_object_to_json_string_length(value, JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE, &length);
+    return {text, length};
+}
+
+// Members in the order of their names: a store keeps no other.
+std::string sorted(json_object* value)
+{
+    if (json_object_is_type(value, json_type_object) == 0) {
+        return plain(value);
+    }
+    std::map<std::string, json_object*> members;
+    json_object_object_foreach(value, key, member)
+    {
+        members[key] = member;
+    }
+    std::string text;
+    for (const auto& [name, held] : members) {
+        json_object* quoted = json_object_new_string(name.c_str());
+        text += (text.empty() ? "" : ",") + plain(quoted) + ':' + sorted(held);
+        json_object_put(quoted);
+    }
+    return '{' + text + '}';
+}
+
+}  // namespace
+
 std::string normalised(const std::string& json)
 {
     json_tokener* tokener = json_tokener_new();
     json_object* value = json_tokener_parse_ex(tokener, json.c_str(), static_cast<int>(json.size()) + 1);
     const bool good = json_tokener_get_error(tokener) == json_tokener_success;
-    std::string text;
-    if (good) {
-        std::size_t length = 0;
-        const char* plain =
-            json_object_to_json_string_length(value, JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE, &length);
-        text.assign(plain, length);
-        json_object_put(value);
-    }
     json_tokener_free(tokener);
+    const std::string text = good ? sorted(value) : "";
+    json_object_put(value);
     if (!good) {
         throw std::runtime_error("no JSON: " + json);
     }
@@ -433,12 +468,21 @@ std::string normalised(const std::string& json)
 std::string testName(const std::string& text)
 {
     std::string name;
-    for (const char character : text) {
-        const bool plain = std::isalnum(static_cast<unsigned char>(character)) != 0;
-        if (plain) {
-            name += character;
-        } else if (!name.empty() && name.back() != '_') {
-            name += '_';
+    const auto isPlain = [&](std::size_t at) {
+        return at < text.size() && std::isalnum(static_cast<unsigned char>(text[at])) != 0;
+    };
+    const auto add = [&](std::string_view piece) {
+        name += (name.empty() || name.back() == '_' ? "" : "_") + std::string(piece);
+    };
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (isPlain(at)) {
+            name += text[at];
+        } else if (text[at] == '+') {
+            add("plus");
+        } else if (text[at] == '-' && !isPlain(at + 1)) {
+            add("minus");
+        } else {
+            add("");
         }
     }
     while (!name.empty() && name.back() == '_') {

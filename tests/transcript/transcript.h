@@ -107,7 +107,7 @@ std::vector<std::string> replyLines(const std::string& bytes);
 std::string toLine(const Event& event);
 std::string toLine(const Call& call);
 
-/// JSON without white space, to compare by.
+/// JSON without white space and with members sorted by name, to compare by. Throws std::runtime_error for no JSON.
 std::string normalised(const std::string& json);
 
 /// A name that a test framework's filters can take.
