@@ -14,7 +14,7 @@ constexpr int kMissing = 99;
 
 void printField(const char* field, int value)
 {
-    printOut("[%s][%d] pConsoleParameterA->%s=%d\n", "uartParamInit", __LINE__, field, value);
+    printError("\033[1;31;36m[%s][%d] pConsoleParameterA->%s=%d\033[0m\n", "uartParamInit", __LINE__, field, value);
 }
 
 void initInterface1(ConsoleParameter& record)
@@ -24,7 +24,8 @@ void initInterface1(ConsoleParameter& record)
     record.datalen = stored.databit;
     record.parity = stored.parity;
     record.stop = stored.stopbit;
-    printOut("[%s][%d] pConsoleParameterA->serialdev=%s\n", "uartParamInit", __LINE__, record.serialdev);
+    printError("\033[1;31;36m[%s][%d] pConsoleParameterA->serialdev=%s\033[0m\n", "uartParamInit", __LINE__,
+               record.serialdev);
     printField("baudrate", record.baudrate);
     printField("datalen", record.datalen);
     printField("parity", record.parity);
