@@ -57,10 +57,15 @@ private:
 struct FaultState {
     int times = 0;
     int error = 0;
+    int after = 0;
 
     bool strikes()
     {
         if (times == 0) {
+            return false;
+        }
+        if (after > 0) {
+            --after;
             return false;
         }
         if (times > 0) {
@@ -128,6 +133,7 @@ struct State {
     recording::Record record;
     std::vector<eventbus*> buses;
     std::vector<std::string> subscribed;
+    std::vector<void*> contexts;
     std::vector<lpc_service*> services;
 };
 
@@ -530,16 +536,16 @@ void setLogLevel(int level, bool on)
     __logLevels[level] = on ? 1 : 0;
 }
 
-void fail(Fault fault, int times, int error)
+void fail(Fault fault, int times, int error, int after)
 {
     const Lock lock(state().mutex);
-    state().faults[fault] = {times, error};
+    state().faults[fault] = {times, error, after};
 }
 
 void failQuery(const std::string& path, int times, int error)
 {
     const Lock lock(state().mutex);
-    state().queryFaults[path] = {times, error};
+    state().queryFaults[path] = {times, error, 0};
 }
 
 Text read(Store store, const std::string& path)
@@ -583,6 +589,12 @@ std::vector<std::string> subscriptions()
 {
     const Lock lock(state().mutex);
     return state().subscribed;
+}
+
+std::vector<void*> subscriptionContexts()
+{
+    const Lock lock(state().mutex);
+    return state().contexts;
 }
 
 int callMethod(lpc_service* service, const std::string& method, const Text& params, std::chrono::milliseconds patience)
@@ -695,6 +707,7 @@ int eventbus_subscribe(eventbus* bus, const char* topic, eventbus_callback callb
     }
     bus->subscriptions.push_back({topic, callback, context});
     state().subscribed.emplace_back(topic);
+    state().contexts.push_back(context);
     state().changed.notify_all();
     return 0;
 }

@@ -90,8 +90,8 @@ void setRunStatus(int status);
 void setLogLevel(int level, bool on);
 
 inline constexpr int kForGood = -1;
-/// The next `times` calls of a kind fail with `error`.
-void fail(Fault fault, int times = kForGood, int error = EIO);
+/// The next `times` calls of a kind, once `after` of them have passed, fail with `error`.
+void fail(Fault fault, int times = kForGood, int error = EIO, int after = 0);
 /// The same for the queries of one path.
 void failQuery(const std::string& path, int times = kForGood, int error = EIO);
 
@@ -103,8 +103,9 @@ std::map<std::string, std::string> leaves(Store store);
 void deliver(const std::string& topic, const std::optional<std::string>& payload);
 /// True once every connection has delivered everything and no callback runs.
 bool waitUntilDelivered(std::chrono::milliseconds patience = std::chrono::seconds(20));
-/// The subscribed topics in their order, over all connections ever opened.
+/// The subscribed topics in their order, over all connections ever opened, and what each was given as its context.
 std::vector<std::string> subscriptions();
+std::vector<void*> subscriptionContexts();
 
 /// Calls a method of a service of this process, as another program would, and waits until lpc_service_on_connect() has
 /// served it. 0 or -1 with errno set: ENOENT no such method, ECANCELED never completed, ETIMEDOUT not served in time.
