@@ -9,7 +9,7 @@ struct lpc_completion {
     // The connection is kept as long as the answer is awaited, even when the thread has made itself a new one. The
     // slot goes first.
     struct Unref {
-        void operator()(sd_bus* bus) const { sd_bus_unref(bus); }
+        void operator()(sd_bus* connection) const { sd_bus_unref(connection); }
     };
     std::unique_ptr<sd_bus, Unref> bus;
     local::Slot slot;

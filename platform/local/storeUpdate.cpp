@@ -89,14 +89,14 @@ bool sameValue(const Leaf& leaf, std::string_view stored)
 // all the same.
 void announce(Store which, const Changes& changes)
 {
-    std::vector<std::string_view> announced;
+    std::string_view announced;
     for (const Leaf& first : changes.leaves) {
         const std::string_view area = areaOf(first.path);
         // The leaves of an area stand together, as they do in the document.
-        if (!first.changed || (!announced.empty() && announced.back() == area)) {
+        if (!first.changed || area == announced) {
             continue;
         }
-        announced.push_back(area);
+        announced = area;
         const JsonObject news(json_object_new_object());
         for (auto leaf = &first; leaf <= &changes.leaves.back() && areaOf(leaf->path) == area; ++leaf) {
             if (leaf->changed) {

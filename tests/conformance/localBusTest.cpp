@@ -34,7 +34,7 @@ public:
     std::pair<std::string, std::string> call(const char* service, const char* path, const char* interface,
                                              const char* method, const char* types, Arguments... arguments)
     {
-        sd_bus_error error = SD_BUS_ERROR_NULL;
+        sd_bus_error error{};
         sd_bus_message* answer = nullptr;
         sd_bus_call_method(bus_, service, path, interface, method, &error, &answer, types, arguments...);
         std::pair<std::string, std::string> result(error.name != nullptr ? error.name : "", "");
