@@ -6,9 +6,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
@@ -16,6 +14,8 @@
 #include <system_error>
 #include <thread>
 #include <unistd.h>
+
+#include "support/readAll.h"
 
 namespace fs = std::filesystem;
 
@@ -83,10 +83,15 @@ bool readInto(std::string& text, int fd)
     return count > 0 || (count < 0 && (errno == EINTR || errno == EAGAIN));
 }
 
+/// Nothing for a process that is just going.
 std::string commandLine(const fs::path& process)
 {
-    std::ifstream stream(process / "cmdline", std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
+    const UniqueFd file(open((process / "cmdline").c_str(), O_RDONLY | O_CLOEXEC));
+    try {
+        return file ? readAll(file.get()) : "";
+    } catch (const std::system_error&) {
+        return "";
+    }
 }
 
 }  // namespace
