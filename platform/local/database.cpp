@@ -8,6 +8,7 @@
 #include <string>
 #include <sys/stat.h>
 #include <thread>
+#include <unistd.h>
 
 #include <sqlite3.h>
 
@@ -29,9 +30,11 @@ bool makeDirectories(const std::string& path)
     for (std::size_t slash = path.find('/', 1);; slash = path.find('/', slash + 1)) {
         const std::string part = path.substr(0, slash);
         if (::mkdir(part.c_str(), kDirectoryMode) != 0 && errno != EEXIST) {
-            struct stat status {};
-            if (::stat(part.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
-                return false;  // errno tells why, of mkdir or of stat
+            const int error =
+                errno;  // what cannot be made may be there all the same, on a file system mounted read-only
+            if (::access(part.c_str(), F_OK) != 0) {
+                errno = error;
+                return false;
             }
         }
         if (slash == std::string::npos) {

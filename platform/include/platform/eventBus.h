@@ -19,11 +19,13 @@ eventbus* eventbus_open(void);
 int eventbus_subscribe(eventbus* bus, const char* topic, eventbus_callback callback, void* context);
 /* Descriptor to poll for reading: readable whenever something waits. Lives as long as the connection. */
 int eventbus_fileno(eventbus* bus);
-/* Delivers what waits, without blocking. 0, or -1 with errno set when the bus is gone. */
+/* Delivers what waits, without blocking; of a flood a part, and the descriptor stays readable for the rest. A callback
+ * may publish and subscribe, but not close the connection. 0, or -1 with errno set when the bus is gone. */
 int eventbus_on_data_available(eventbus* bus);
 void eventbus_close(eventbus* bus);
 
-/* Callable from any thread. 0 on success, else -1 with errno set; never waits longer than the bus takes the event. */
+/* Callable from any thread. 0 once the bus has the event, else -1 with errno set: at once without a bus, within about 3 s
+ * when it hangs. */
 int eventbus_publish(const char* topic, const char* payload);
 
 #ifdef __cplusplus

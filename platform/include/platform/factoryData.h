@@ -5,7 +5,8 @@
 extern "C" {
 #endif
 
-/* Stores a newly allocated text, which the caller frees, or null when there is no such item. 0 on success, else -1. */
+/* Stores a newly allocated text, which the caller frees, and returns 0; or stores null and returns -1 with errno set
+ * (ENOENT: no such item). */
 int factory_read_data(const char* key, char** text);
 
 #ifdef __cplusplus

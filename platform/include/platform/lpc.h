@@ -45,7 +45,8 @@ int lpc_proxy_call(const char* service, const char* method, const char* params);
 /* Starts a call whose answer is wanted. Null with errno set when it cannot even be sent. Belongs to the calling
  * thread. */
 lpc_completion* lpc_proxy_call_with_reply(const char* service, const char* method, const char* params);
-/* Waits for the answer. 0 when it came; else non-zero with errno set (an error answer, or none within the time). */
+/* Waits for the answer; 0 or less looks only. 0 when it came; else non-zero with errno set (an error answer, or none
+ * within the time: ETIMEDOUT, after which one may wait again). */
 int lpc_completion_wait(lpc_completion* completion, int milliseconds);
 /* The answer's text after a wait that succeeded; null when it has none. Borrowed from the completion. */
 const char* lpc_completion_data(lpc_completion* completion);
