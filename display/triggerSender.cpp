@@ -197,13 +197,14 @@ struct Split {
 bool sendPiece(Split& split)
 {
     const Piece data = withEnd(split.transmission, split.piece.view());
-    const bool sent = sendReported(split.transmission, {
-                                                           .data = data.c_str(),
-                                                           .pauses = split.pauses,
-                                                           .sendCount = split.first ? split.transmission.sendCount : 1,
-                                                           .endNone = endsWithNone(split.transmission),
-                                                           .leading = split.first,
-                                                       });
+    const Request request{
+        .data = data.c_str(),
+        .pauses = split.pauses,
+        .sendCount = split.first ? split.transmission.sendCount : 1,
+        .endNone = endsWithNone(split.transmission),
+        .leading = split.first,
+    };
+    const bool sent = sendReported(split.transmission, request);
     split.piece.clear();
     split.pauses = 1;
     split.first = false;
@@ -253,12 +254,13 @@ bool sendPlainText(Split split)
         return sendPiece(split);
     }
     // Kept: a text that leaves no last piece ends with a request that has nothing to send.
-    return sendReported(split.transmission, {
-                                                .pauses = split.pauses,
-                                                .sendCount = 0,
-                                                .endNone = endsWithNone(split.transmission),
-                                                .leading = false,
-                                            });
+    const Request request{
+        .pauses = split.pauses,
+        .sendCount = 0,
+        .endNone = endsWithNone(split.transmission),
+        .leading = false,
+    };
+    return sendReported(split.transmission, request);
 }
 
 bool sendSplit(const Transmission& transmission)
