@@ -20,7 +20,7 @@ int runBoundedText(const BoundedTextRules& rules, const CommandCall& call)
         return 1;
     }
     if (call.wantsReply()) {
-        // Kept: the new value stands in brackets, though reading it back answers without.
+        // Kept: the new value stands in brackets, though reading it back answers without; control systems match both.
         uartReply("%s[%s]\r\n", call.name, call.args);
     }
     return 1;

@@ -118,7 +118,7 @@ int writeProductIdCommand(const char* line, const char* /*name*/, const char* ar
         reportSystemError("factory_write_data");
         return 1;
     }
-    // Kept: the typed text is answered, not what the tool made of it.
+    // Kept: the typed text is answered, not what the tool made of it; the provisioning station compares the echo.
     return uartReply("%s\r\n", args);
 }
 
@@ -140,7 +140,8 @@ int readMacCommand(const char* line, const char* /*name*/, const char* args, int
         }
         dashed.append(piece);
         if (group < kMacGroups) {
-            dashed.append('-');  // Kept: also behind the last group of an address with too few
+            // Kept: also behind the last group of an address with too few, by which the provisioning station sees it.
+            dashed.append('-');
         }
     }
     return uartReply("%s\r\n", dashed.c_str());

@@ -18,7 +18,7 @@ constexpr useconds_t kRebootDelayUs = 3'000'000;  // the slave controller reads 
 
 void setDebug(const char* jsonTemplate, bool on)
 {
-    uartReply("debug %s\r\n", on ? "on" : "off");
+    uartReply("debug %s\r\n", on ? "on" : "off");  // first, so that it stands before what the logger then prints
     Document document;
     if (!fill(document, jsonTemplate, on) || user_status_update(document.c_str()) != 0) {
         logStoreFailure();  // Kept: logged under the settings store's name, though the flag is live state
@@ -80,6 +80,7 @@ int runDebugToggle(const DebugToggleRules& rules, const CommandCall& call)
         return refuse(call.line);
     }
     // Kept: the hub's row has no leaf, so its flag is neither found nor stored and the mode is entered every time.
+    // Service engineers type it to be sure that the logger runs.
     const bool enter = !readBool(call.jsonTemplate).value_or(false);
     uartReply("%s\r\n", enter ? rules.entering : rules.leaving);
     Document document;

@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <cstdlib>
+#include <cstring>
 #include <string_view>
 #include <strings.h>
 
@@ -190,6 +191,7 @@ int staticAddressCommand(const char* line, const char* /*name*/, const char* arg
     if (fromEvent == 0) {
         uartReply("%s\r\n", line);
     }
+    // Kept: the address mode stays as it is; installers set the addresses first and switch DHCP off afterwards.
     return 1;
 }
 
@@ -247,7 +249,7 @@ int telnetTimeoutCommand(const char* line, const char* name, const char* args, i
             report::timeout(name, ReportValue::integer(*seconds));
             return 1;
         }
-        // Kept: a time-out that cannot be read is no silence here but a refusal.
+        // Kept: a time-out that cannot be read is refused, not passed over; installers see by it that none is set.
         return refuse(line);
     }
     if (args == std::string_view("never")) {
@@ -261,7 +263,7 @@ int telnetTimeoutCommand(const char* line, const char* name, const char* args, i
         return refuse(line);
     }
     if (setTimeout(call, *seconds) && call.wantsReply()) {
-        // Kept: who types 0 reads 0; "never" answers only the word.
+        // Kept: who types 0 reads 0, "never" answers only the word; scripts compare the answer with what they sent.
         uartReply("%s %d\r\n", name, *seconds);
     }
     return 1;
@@ -307,7 +309,7 @@ void dhcp(const char* name, const ReportValue& value)
 void login(const char* name, const ReportValue& value)
 {
     onOff(name, value);
-    endTelnetSessions();
+    endTelnetSessions();  // Kept: whatever the value, as the web page relies on a changed mode to take effect at once
 }
 
 void portNumber(const char* name, const ReportValue& value)
