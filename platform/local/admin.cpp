@@ -36,6 +36,7 @@ json_token* readPath(Store store, const std::string& path)
         }
         from = dot + 1;
     }
+    errno = 0;  // json-c's value null is a null pointer as well
     return json_object_get(here);
 }
 

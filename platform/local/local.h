@@ -20,7 +20,8 @@ enum class Store { settings, status };
 /// engine.
 std::string storeDirectory();
 
-/// The leaf or subtree at a dotted path, without the path around it; null with errno set when nothing is there.
+/// The leaf or subtree at a dotted path, without the path around it; null with errno set when nothing is there, with
+/// errno 0 when JSON's null is.
 json_token* readPath(Store store, const std::string& path);
 
 /// The whole store, or one top-level area, under its full path; an empty object when nothing is there. Null with errno

@@ -90,6 +90,9 @@ TEST_F(Platformctl, TakesWhatIsNoJsonAsAString)
         $ platformctl config set test.text -5
         $ platformctl config get test.text
         -5
+        $ platformctl config set test.text null
+        $ platformctl config get test.text
+        null
         $ platformctl config set test.list '["a",{"b":1}]'
         $ platformctl config get test.list
         ["a",{"b":1}]
@@ -398,6 +401,9 @@ TEST_F(Platformctl, TellsWrongUsageFromRefusal)
         $ platformctl config get --all
         status 2
         error no option '--all'
+        $ platformctl config get "$(printf 'two\nlines')"
+        status 1
+        error nothing at 'two?lines'
         $ platformctl config get -- --all
         status 1
         error nothing at '--all'

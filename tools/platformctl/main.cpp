@@ -1,4 +1,6 @@
 // platformctl: the platform from a shell. Reads the words; the work is in verbs.h.
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <exception>
 #include <span>
@@ -160,7 +162,11 @@ void run(Arguments words)
 
 int report(const std::exception& failure, int status)
 {
-    std::fprintf(stderr, "platformctl: %s\n", failure.what());
+    // One line, whatever was typed.
+    std::string line = failure.what();
+    std::replace_if(
+        line.begin(), line.end(), [](unsigned char byte) { return std::iscntrl(byte) != 0; }, '?');
+    std::fprintf(stderr, "platformctl: %s\n", line.c_str());
     return status;
 }
 

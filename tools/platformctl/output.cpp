@@ -20,6 +20,10 @@ void printLine(std::string_view line)
 
 void printJson(const json_token* token)
 {
+    if (token == nullptr) {
+        printLine("null");
+        return;
+    }
     const PlatformText text(json_token_to_string(token));
     if (!text) {
         throw Refused(std::strerror(ENOMEM));

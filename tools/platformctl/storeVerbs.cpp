@@ -89,10 +89,9 @@ std::string readFile(const std::string& file)
 void getValue(local::Store store, const Words& words)
 {
     const std::string directory = place();
-    errno = 0;
     const JsonToken token(local::readPath(store, words[0]));
-    if (!token) {
-        if (errno != 0 && errno != ENOENT) {
+    if (!token && errno != 0) {
+        if (errno != ENOENT) {
             refuse("the store in " + directory + " cannot be read", errno);
         }
         throw Refused("nothing at " + quoted(words[0]) + " in " + directory + "; 'platformctl " + name(store) +
