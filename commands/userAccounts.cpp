@@ -211,7 +211,7 @@ int copyOthers(json_token* from, json_token* to, std::string_view name)
         }
         if (!sameName(account->name, name)) {
             // Kept: only who was first before is Administrator; once that account is gone nobody is, and the web page
-            // lets root alone appoint the next.
+            // counts on that.
             copyUser(to, kept++, *account, i == 0 ? kAdministrator : kGuest);
         } else if (isRoot(name)) {
             return 0;
