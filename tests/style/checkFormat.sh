@@ -1,0 +1,8 @@
+#!/bin/bash
+# checkFormat.sh: every C and C++ source of the repository has the layout of .clang-format.
+set -euo pipefail
+
+cd "$(dirname "${BASH_SOURCE[0]}")/../.."
+mapfile -t sources < <(git ls-files --cached --others --exclude-standard '*.c' '*.cpp' '*.h')
+[[ ${#sources[@]} -gt 0 ]] || { echo "no sources found" >&2; exit 1; }
+clang-format --dry-run -Werror "${sources[@]}"
