@@ -89,11 +89,13 @@ void describe(const Receiver& receiver, bool attached)
         peers += (peers.empty() ? "" : ", ") + peer;
     }
     const std::string directory = workspace.directory().string();
-    note("  running   externalComd on " + directory + "/console, internalComd on " + directory +
-         "/hdbt, stand-ins for " + peers);
-    note("  logs      " + directory + "/externalComd.log, " + directory + "/internalComd.log" +
-         (workspace.temporary() ? " (a temporary directory; --dir DIR keeps one)" : ""));
-    note("  from another shell:");
+    note("  ports      " + directory + "/console (externalComd), " + directory + "/hdbt (internalComd)");
+    note("  logs       " + directory + "/externalComd.log, " + directory + "/internalComd.log");
+    note("  stand-ins  " + peers);
+    if (workspace.temporary()) {
+        note("  The directory is removed at the end; --dir DIR names one that stays.");
+    }
+    note("  In another shell:");
     note("    export " + receiver.environmentLine());
     const std::string platformctl = siblingProgram("platformctl");
     note("    " + platformctl + " config get audio.audOut.allMute");
