@@ -1,0 +1,426 @@
+// 100,000 lines of valid commands, near misses and noise over the whole table: the process lives, every reply is one of
+// the reply forms, nothing is stored on a refusal, and what is stored or published as JSON is well-formed. Seeded, so
+// that a failure happens again; the failing line is shown.
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <json-c/json.h>
+#include <memory>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <unistd.h>
+#include <vector>
+
+#include "console/commandEntry.h"
+#include "console/dispatcher.h"
+#include "support/capturedReplies.h"
+#include "support/recordingPlatform.h"
+#include "support/text.h"
+
+// Pauses are not under test, and no program is to be run; see the link options.
+extern "C" {
+int __wrap_usleep(useconds_t /*pauseUs*/)
+{
+    return 0;
+}
+
+int __wrap_system(const char* /*command*/)
+{
+    return 0;
+}
+}
+
+namespace {
+
+constexpr int kLines = 100'000;
+constexpr int kLinesBetweenStoreChecks = 500;
+constexpr std::size_t kLongestLine = 9'999;  // what the intake keeps
+
+// splitmix64, so that the lines are the same with every library.
+class Random {
+public:
+    explicit Random(std::uint64_t seed) : state_(seed) {}
+
+    std::size_t below(std::size_t bound)
+    {
+        std::uint64_t mixed = state_ += 0x9E3779B97F4A7C15U;
+        mixed = (mixed ^ (mixed >> 30)) * 0xBF58476D1CE4E5B9U;
+        mixed = (mixed ^ (mixed >> 27)) * 0x94D049BB133111EBU;
+        return static_cast<std::size_t>((mixed ^ (mixed >> 31)) % bound);
+    }
+
+    bool chance(std::size_t percent) { return below(100) < percent; }
+
+    template <class List>
+    const auto& pick(const List& list)
+    {
+        return list[below(std::size(list))];
+    }
+
+private:
+    std::uint64_t state_;
+};
+
+constexpr const char* kWords[] = {
+    "on",
+    "off",
+    "sta",
+    "list",
+    "dev",
+    "+",
+    "-",
+    "tog",
+    "mute",
+    "vol+",
+    "vol-",
+    "default",
+    "save1",
+    "int1",
+    "int4",
+    "follow",
+    "fill",
+    "letter box",
+    "follow usb",
+    "follow video",
+    "manual",
+    "local",
+    "remote",
+    "pulse",
+    "closed",
+    "open",
+    "close",
+    "ascii",
+    "hex",
+    "login",
+    "non-login",
+    "ip",
+    "rs-232",
+    "cec",
+    "mem1",
+    "never",
+    "MCU",
+    "VSRX",
+    "mcu",
+    "vtx",
+    "rvrx",
+    "[9600,8,0,1]",
+    "[115200,7,2,2]",
+    "[9600,8,3,1]",
+    "[9600, 8,,0,1]",
+    "[]",
+    "[Welcome]",
+    "[a]b]",
+    "10.0.0.5",
+    "10.0.0",
+    "192.168.1.50 255.255.255.0 192.168.1.1",
+    "1.2.3.4 5.6.7",
+    "guest secret",
+    "admin admin",
+    "guest",
+    "50 57 52 20 4F 4E",
+    "0D0A",
+    "PWR ON, PWR ON",
+    "02:00:5E:10:00:01",
+    "02005E100001",
+    "RX24A00123",
+};
+
+constexpr const char* kFormats[] = {"%s",
+                                    "%n",
+                                    "%d",
+                                    "%100000d",
+                                    "%*d",
+                                    "%",
+                                    "%%",
+                                    "%1$s",
+                                    "\\r",
+                                    "\\",
+                                    "\"",
+                                    "\"}",
+                                    "\"},\"x\":{\"y\":\"",
+                                    "{\"a\":1}",
+                                    "'",
+                                    "`reboot`",
+                                    ";reboot",
+                                    "$(reboot)",
+                                    "\t"};
+
+std::string noise(Random& random, std::size_t length)
+{
+    std::string bytes;
+    while (bytes.size() < length) {
+        const char byte = static_cast<char>(1 + random.below(255));
+        if (byte != '\r' && byte != '\n') {  // these end a line
+            bytes += byte;
+        }
+    }
+    return bytes;
+}
+
+std::string number(Random& random)
+{
+    static constexpr int kBounds[] = {0,  1,  3,  5,  10,  12,  15,  22,   23,     30,     50,
+                                      60, 61, 80, 81, 300, 600, 601, 3600, 65'535, 65'536, 1'000'000};
+    std::string digits = std::to_string(random.pick(kBounds) + static_cast<int>(random.below(3)) - 1);
+    if (random.chance(10)) {
+        digits.insert(0, random.below(12), '0');
+    }
+    if (random.chance(15)) {
+        digits.insert(0, random.chance(50) ? "-" : "+");
+    }
+    return random.chance(2) ? std::string(random.below(400), '9') : digits;
+}
+
+std::string argument(Random& random)
+{
+    switch (random.below(10)) {
+    case 0: return {};
+    case 1:
+    case 2:
+    case 3: return number(random);
+    case 4: return random.pick(kFormats);
+    case 5: return noise(random, random.below(60));
+    default: return random.pick(kWords);
+    }
+}
+
+// An argument of the kind that the row's leaf asks for.
+std::string fittingArgument(Random& random, std::string_view jsonTemplate)
+{
+    static constexpr const char* kSwitchWords[] = {"on", "off", "sta"};
+    static constexpr const char* kNumberWords[] = {"sta", "+", "-", "[9600,8,0,1]", "[115200,7,2,2]", "mem1"};
+    if (jsonTemplate.find("%d") != std::string_view::npos) {
+        return random.chance(70) ? number(random) : random.pick(kNumberWords);
+    }
+    if (jsonTemplate.find("\"%s\"") != std::string_view::npos) {
+        return random.pick(kWords);
+    }
+    return jsonTemplate.empty() ? std::string() : random.pick(kSwitchWords);
+}
+
+void spoil(Random& random, std::string& line)
+{
+    for (std::size_t times = 1 + random.below(3); times > 0 && !line.empty(); --times) {
+        const std::size_t at = random.below(line.size());
+        switch (random.below(7)) {
+        case 0: line.erase(at, 1); break;
+        case 1: line.insert(at, 1, line[at]); break;
+        case 2: line[at] = static_cast<char>(line[at] ^ 0x20); break;
+        case 3: line.insert(at, noise(random, 1)); break;
+        case 4: line.insert(at, 1, ' '); break;
+        case 5: line.resize(at); break;
+        default: line += random.pick(kFormats);
+        }
+    }
+}
+
+std::string randomLine(Random& random)
+{
+    if (random.chance(10)) {
+        return noise(random, random.chance(2) ? random.below(kLongestLine) : random.below(120));
+    }
+    const CommandEntry& row = random.pick(kCommandTable);
+    std::string line = row.name;
+    line += random.chance(85) ? " " : random.chance(50) ? "" : "   ";
+    line += random.chance(70) ? fittingArgument(random, row.jsonTemplate) : argument(random);
+    if (random.chance(5)) {
+        line += ' ' + argument(random);
+    }
+    if (random.chance(1)) {
+        line += std::string(random.below(kLongestLine - line.size()), random.chance(50) ? '1' : 'x');
+    }
+    if (random.chance(20)) {
+        spoil(random, line);
+    }
+    for (char& byte : line) {
+        if (byte == '\r' || byte == '\n' || byte == '\0') {
+            byte = '*';
+        }
+    }
+    return line;
+}
+
+bool isJson(const std::string& text)
+{
+    json_tokener* tokener = json_tokener_new();
+    json_object* value = json_tokener_parse_ex(tokener, text.c_str(), static_cast<int>(text.size()) + 1);
+    const bool good =
+        json_tokener_get_error(tokener) == json_tokener_success && json_tokener_get_parse_end(tokener) == text.size();
+    json_object_put(value);
+    json_tokener_free(tokener);
+    return good;
+}
+
+// Every leaf of the state that a bench starts from.
+void seed(recording::Store store, const std::string& path, json_object* value)
+{
+    if (json_object_is_type(value, json_type_object) == 0) {
+        recording::put(store, path, json_object_to_json_string(value));
+        return;
+    }
+    json_object_object_foreach(value, key, below)
+    {
+        seed(store, path.empty() ? key : path + '.' + key, below);
+    }
+}
+
+void seedStores()
+{
+    const std::unique_ptr<json_object, int (*)(json_object*)> state(json_object_from_file(FACTORY_STATE),
+                                                                    json_object_put);
+    json_object* part = nullptr;
+    if (!state || json_object_object_get_ex(state.get(), "settings", &part) == 0) {
+        throw std::runtime_error("no factory state");
+    }
+    seed(recording::Store::settings, {}, part);
+    json_object_object_get_ex(state.get(), "status", &part);
+    seed(recording::Store::status, {}, part);
+    json_object_object_get_ex(state.get(), "factory", &part);
+    json_object_object_foreach(part, key, value)
+    {
+        recording::setFactoryData(key, json_object_get_string(value));
+    }
+}
+
+// Rows that answer in forms of their own: reports of several lines, and texts without the row's name.
+const std::set<std::string_view>& rowsWithOwnForms()
+{
+    static const std::set<std::string_view> names{
+        "help",      "techelp", "Version", "System",  "Type",      "Status",       "IPCFG",   "IPAddUser",
+        "IPDelUser", "SFabMac", "RFabMac", "SFabSN",  "RFabSN",    "RFabVID",      "RFabPID", "SFabPID",
+        "debug",     "cypdbg",  "dbg977",  "Quillon", "VidOutRes", "PrefTimg list"};
+    return names;
+}
+
+bool wholeLines(std::string_view reply)
+{
+    for (std::size_t at = reply.find('\n'); at != std::string_view::npos; at = reply.find('\n', at + 1)) {
+        if (at == 0 || reply[at - 1] != '\r') {
+            return false;
+        }
+    }
+    return reply.ends_with("\r\n");
+}
+
+bool isReplyForm(const CommandEntry* row, const std::string& line, std::string_view reply)
+{
+    if (reply.empty()) {
+        return row != nullptr;
+    }
+    const std::string_view name = row != nullptr ? row->name : "";
+    const std::string end = name == "EDIDOut1" ? "\n" : "\r\n";
+    if (reply == "Command FAILED: (" + line + ')' + end || (row != nullptr && reply == line + end)) {
+        return true;
+    }
+    if (row == nullptr || name == "EDIDOut1") {
+        return false;
+    }
+    if (name == "PictureRst" && reply == "Command FAILED\r\n") {
+        return true;
+    }
+    if (!wholeLines(reply)) {
+        return false;
+    }
+    if (rowsWithOwnForms().count(name) != 0) {
+        return true;
+    }
+    const bool oneLine = reply.find('\n') == reply.size() - 1;
+    const std::string_view rest = reply.substr(std::min(name.size(), reply.size()));
+    return oneLine && reply.starts_with(name) &&
+           (rest.starts_with(' ') || (rest.starts_with('[') && rest.ends_with("]\r\n")) || rest == "\r\n");
+}
+
+class RandomLines : public testing::Test {
+protected:
+    RandomLines()
+    {
+        recording::reset();
+        seedStores();
+    }
+
+    static void checkStores()
+    {
+        for (const auto store : {recording::Store::settings, recording::Store::status}) {
+            for (const auto& [path, text] : recording::leaves(store)) {
+                ASSERT_TRUE(isJson(text)) << path << ": " << escaped(text);
+            }
+        }
+    }
+
+    static void checkRecord(const recording::Record& record, bool refused)
+    {
+        for (const recording::Update& update : record.updates) {
+            // A failed one wrote nothing; the hub's debug mode has no leaf and always fails.
+            ASSERT_TRUE(!update.stored || isJson(update.document)) << escaped(update.document);
+            ASSERT_FALSE(refused && update.stored) << escaped(update.document);
+        }
+        for (const recording::Event& event : record.events) {
+            if (event.topic.ends_with("ConfigChanged")) {
+                ASSERT_TRUE(event.payload && isJson(*event.payload)) << event.topic;
+            }
+        }
+    }
+
+    void run(const std::string& typed)
+    {
+        UserCommandHandler(0, typed.c_str(), static_cast<int>(typed.size()));
+        const std::string reply = replies_.take();
+        const std::string line = typed.substr(std::min(typed.find_first_not_of(' '), typed.size()));
+        bool stopped = false;
+        const CommandEntry* row = findCommand(line, stopped);
+        ASSERT_TRUE(isReplyForm(row, line, reply)) << escaped(reply);
+        checkRecord(recording::take(), reply.starts_with("Command FAILED"));
+        answered_ += reply.empty() || reply.starts_with("Command FAILED") ? 0 : 1;
+        refused_ += reply.starts_with("Command FAILED") ? 1 : 0;
+        if (row != nullptr) {
+            reached_.insert(row->name);
+        }
+    }
+
+    CapturedReplies replies_;
+    int answered_ = 0;
+    int refused_ = 0;
+    std::set<std::string> reached_;
+};
+
+// Standard error, which gets four lines a command, goes nowhere meanwhile.
+class QuietError {
+public:
+    QuietError() : kept_(::dup(STDERR_FILENO))
+    {
+        const UniqueFd nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
+        ::dup2(nowhere.get(), STDERR_FILENO);
+    }
+    ~QuietError() { ::dup2(kept_.get(), STDERR_FILENO); }
+
+private:
+    UniqueFd kept_;
+};
+
+TEST_F(RandomLines, leaveTheStoresWellFormedAndAreAnsweredInTheReplyForms)
+{
+    const QuietError quiet;
+    Random random(20'240'229);
+    for (int i = 0; i < kLines; ++i) {
+        const std::string line = randomLine(random);
+        ASSERT_NO_FATAL_FAILURE(run(line)) << "line " << i << ": " << escaped(line);
+        if (i % kLinesBetweenStoreChecks == 0) {
+            ASSERT_NO_FATAL_FAILURE(checkStores()) << "line " << i;
+        }
+    }
+    checkStores();
+    // The mix is one: every name was reached, and neither answers nor refusals are rare.
+    std::set<std::string> names;
+    for (const CommandEntry& entry : kCommandTable) {
+        names.insert(entry.name);
+    }
+    EXPECT_EQ(reached_, names);
+    EXPECT_GT(answered_, kLines / 10);
+    EXPECT_GT(refused_, kLines / 10);
+}
+
+}  // namespace
