@@ -40,6 +40,15 @@ const char* name(local::Store store)
     return store == local::Store::settings ? "config" : "status";
 }
 
+[[noreturn]] void refusePath(local::Store store, const std::string& path, const std::string& directory, int error)
+{
+    if (error == ENOENT) {
+        throw Refused("nothing at " + quoted(path) + " in " + directory + "; 'platformctl " + name(store) +
+                      " dump' shows what is there");
+    }
+    refuse("the store in " + directory + " cannot be used", error);
+}
+
 void writeDocument(local::Store store, const std::string& document, const std::string& what)
 {
     const std::string directory = place();
@@ -91,11 +100,7 @@ void getValue(local::Store store, const Words& words)
     const std::string directory = place();
     const JsonToken token(local::readPath(store, words[0]));
     if (!token && errno != 0) {
-        if (errno != ENOENT) {
-            refuse("the store in " + directory + " cannot be read", errno);
-        }
-        throw Refused("nothing at " + quoted(words[0]) + " in " + directory + "; 'platformctl " + name(store) +
-                      " dump' shows what is there");
+        refusePath(store, words[0], directory, errno);
     }
     printJson(token.get());
 }
@@ -121,14 +126,9 @@ void loadFile(local::Store store, const Words& words)
 void unsetPath(local::Store store, const Words& words)
 {
     const std::string directory = place();
-    if (local::unset(store, words[0]) == 0) {
-        return;
+    if (local::unset(store, words[0]) != 0) {
+        refusePath(store, words[0], directory, errno);
     }
-    if (errno == ENOENT) {
-        throw Refused("nothing at " + quoted(words[0]) + " in " + directory + "; 'platformctl " + name(store) +
-                      " dump' shows what is there");
-    }
-    refuse(quoted(words[0]) + " cannot be removed from the store in " + directory, errno);
 }
 
 void dumpStore(local::Store store, const Words& words)
