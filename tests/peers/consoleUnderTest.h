@@ -5,7 +5,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "transcript/backend.h"
 
@@ -34,6 +33,3 @@ extern const transcript::MakeBackend kMakeBackend;
 
 /// Runs a test's body on a thread of its own, as the bundled engine asks; what it throws fails the test.
 void play(bool internalRole, const std::function<void(ConsoleUnderTest&)>& body);
-
-/// How often a part stands in a text.
-std::size_t timesIn(std::string_view text, std::string_view part);

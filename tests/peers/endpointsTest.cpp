@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "core/processName.h"
+#include "peers/timesIn.h"
 #include "support/consoleRecord.h"
 #include "support/outputFile.h"
 #include "support/recordingPlatform.h"
@@ -77,15 +78,6 @@ protected:
     std::thread server_;
 };
 
-std::size_t count(const std::string& text, const std::string& part)
-{
-    std::size_t found = 0;
-    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) {
-        ++found;
-    }
-    return found;
-}
-
 }  // namespace
 
 TEST_F(Endpoints, ofTheExternalRoleAreTwo)
@@ -128,7 +120,7 @@ TEST_F(Endpoints, writeNoMoreThanOneBufferOfHexPieces)
     const Called called = call("RS232zone900XPort", pieces);
     EXPECT_EQ(called.result, 0);
     EXPECT_EQ(called.written, std::string(85, 'A'));  // 255 characters of text
-    EXPECT_EQ(count(called.printed, "HHH!!! params=41 41 "), 1U);
+    EXPECT_EQ(timesIn(called.printed, "HHH!!! params=41 41 "), 1U);
 
     std::string shortest;
     for (int i = 0; i < 10'000; ++i) {
@@ -157,7 +149,7 @@ TEST_F(Endpoints, completeTheirRequestsWithoutAPort)
     console_.closePort();
     const Called text = call("RS232zone", "x");
     EXPECT_EQ(text.result, 0);
-    EXPECT_EQ(count(text.printed, "write: Bad file descriptor\n"), 1U);
+    EXPECT_EQ(timesIn(text.printed, "write: Bad file descriptor\n"), 1U);
     EXPECT_EQ(call("RS232zone900XPort", "41").result, 0);
     EXPECT_EQ(call("HDBTRS232Set", std::nullopt).result, 0);
     EXPECT_EQ(call("UartReset", std::nullopt).result, 0);
@@ -170,9 +162,9 @@ TEST_F(Endpoints, reportALinkThatCannotBeOpenedAgain)
     serve(kInternalHdbtLink);
     const Called called = call("HDBTRS232Set", "default");
     EXPECT_EQ(called.result, 0);
-    EXPECT_EQ(count(called.printed, "] uart_open2 (/nonexistent/line,115200,8,0,1,0)\r\n"
-                                    "[uart_open2] open uart dev /nonexistent/line failed!\r\n"
-                                    "++++++++\tpStrExample->uart NULL!!!!!!\r\n"),
+    EXPECT_EQ(timesIn(called.printed, "] uart_open2 (/nonexistent/line,115200,8,0,1,0)\r\n"
+                                      "[uart_open2] open uart dev /nonexistent/line failed!\r\n"
+                                      "++++++++\tpStrExample->uart NULL!!!!!!\r\n"),
               1U)
         << called.printed;
     ConsoleParameter& record = console_.get();

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "peers/consoleUnderTest.h"
+#include "peers/timesIn.h"
 
 using transcript::Observed;
 
