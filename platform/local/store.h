@@ -1,6 +1,7 @@
 // One thread's connection to one store, with its statements: opened at the thread's first use, closed when it ends.
 #pragma once
 
+#include <cerrno>
 #include <memory>
 #include <string>
 #include <string_view>

@@ -259,7 +259,7 @@ TEST_F(Lpc, RequestsThatWaitKeepTheDescriptorReadable)
     for (int i = 0; i < 20; ++i) {
         calls.push_back(lpc_proxy_call_with_reply("own", "note", std::to_string(i).c_str()));
     }
-    EXPECT_TRUE(service.serveUntil(20));
+    ASSERT_TRUE(service.serveUntil(20));
     for (int i = 0; i < 20; ++i) {
         EXPECT_EQ(service.noted[static_cast<std::size_t>(i)], std::to_string(i));
         EXPECT_EQ(lpc_completion_wait(calls[static_cast<std::size_t>(i)], 9'000), 0);
