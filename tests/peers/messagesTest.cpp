@@ -140,7 +140,8 @@ TEST(Messages, ofADeviceThatCannotBeOpened)
         waitFor("the service", [&] { return output.holds("lpc_service_create|", 0); });
         expectOnce("[uart_open2] open uart dev /nonexistent/line failed!\r\n", output.from(0), errors.from(0));
         waitFor("an answer", [] { return lpc_proxy_call("lpcExampledNoUse", "wpDispBtn", "Nope") == 0; });
-        expectOnce("write: Bad file descriptor\n", errors.from(0), output.from(0));
+        EXPECT_GE(timesIn(errors.from(0), "write: Bad file descriptor\n"), 1U);
+        EXPECT_EQ(timesIn(output.from(0), "write:"), 0U);
         EXPECT_TRUE(process->running());
     });
 }

@@ -1,0 +1,331 @@
+// Two instances and their peers at work at once: nothing that was sent is lost, doubled or out of order.
+#include <algorithm>
+#include <cstdio>
+#include <iostream>
+#include <random>
+
+#include <gtest/gtest.h>
+
+#include "peers/instance.h"
+#include "peers/seen.h"
+#include "peers/workers.h"
+#include "platform/store.h"
+#include "support/waiting.h"
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+constexpr const char* kBursts = "recvHDBTSendTo9001";
+constexpr std::size_t kLongestBurst = 341;
+
+std::string numbered(char letter, int number)
+{
+    char text[16];
+    std::snprintf(text, sizeof text, "%c%06d", letter, number);
+    return text;
+}
+
+std::string hexOf(const std::string& bytes)
+{
+    std::string text;
+    for (const char character : bytes) {
+        char pair[4];
+        std::snprintf(pair, sizeof pair, " %02X", static_cast<unsigned char>(character));
+        text += pair;
+    }
+    return text;
+}
+
+void pause(int milliseconds)
+{
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
+// Complete lines that a daemon has written to its port.
+class Replies {
+public:
+    explicit Replies(Instance& instance) : instance_(instance) {}
+
+    void read()
+    {
+        instance_.expectRunning();
+        rest_ += instance_.line().takeOutput();
+        for (std::size_t end = rest_.find("\r\n"); end != std::string::npos; end = rest_.find("\r\n")) {
+            lines_.push_back(rest_.substr(0, end));
+            rest_.erase(0, end + 2);
+        }
+    }
+
+    // The lines that begin with a text, or those that begin with none of several.
+    [[nodiscard]] Lines with(const std::string& begin) const
+    {
+        Lines found;
+        std::copy_if(lines_.begin(), lines_.end(), std::back_inserter(found),
+                     [&](const std::string& line) { return line.starts_with(begin); });
+        return found;
+    }
+    [[nodiscard]] Lines without(const Lines& begins) const
+    {
+        Lines found;
+        std::copy_if(lines_.begin(), lines_.end(), std::back_inserter(found), [&](const std::string& line) {
+            return std::none_of(begins.begin(), begins.end(),
+                                [&](const std::string& begin) { return line.starts_with(begin); });
+        });
+        return found;
+    }
+    [[nodiscard]] const std::string& rest() const { return rest_; }
+
+private:
+    Instance& instance_;
+    Lines lines_;
+    std::string rest_;
+};
+
+// Types commands of many kinds and waits for their answers.
+class ConsoleUser {
+public:
+    explicit ConsoleUser(Instance& external) : external_(external), replies_(external) {}
+
+    void round()
+    {
+        std::string typed;
+        for (int i = 0; i < 5; ++i) {
+            const std::string line = numbered('L', ++number_);
+            ask(typed, line, "Command FAILED: (" + line + ")");
+        }
+        const std::string mute = number_ % 2 == 0 ? "VOUTMute on" : "VOUTMute off";
+        ask(typed, mute, mute);
+        ask(typed, "TrigCEC1 on", "TrigCEC1 on");
+        ask(typed, "Update", "Update");
+        ++rounds_;
+        external_.line().type(typed);
+        waitForAll();
+    }
+
+    void waitForAll()
+    {
+        waitFor("replies to typed lines", [this] {
+            replies_.read();
+            return answers().size() >= expected_.size();
+        });
+    }
+
+    [[nodiscard]] Lines answers() const { return replies_.without({kRequestAnswer, "P"}); }
+    [[nodiscard]] const Lines& expected() const { return expected_; }
+    [[nodiscard]] std::size_t rounds() const { return rounds_; }
+    Replies& replies() { return replies_; }
+
+    static constexpr const char* kRequestAnswer = "Command FAILED: (W";
+
+private:
+    void ask(std::string& typed, const std::string& line, const std::string& answer)
+    {
+        typed += line + '\r';
+        expected_.push_back(answer);
+    }
+
+    Instance& external_;
+    Replies replies_;
+    Lines expected_;
+    int number_ = 0;
+    std::size_t rounds_ = 0;
+};
+
+// The far end of the link: handshake lines and bursts in turn.
+class FarEnd {
+public:
+    FarEnd(Instance& internal, Seen& seen) : internal_(internal), seen_(seen), replies_(internal) {}
+
+    void round()
+    {
+        replies_.read();
+        shakeHands();
+        sendBurst();
+    }
+
+    [[nodiscard]] const std::string& handshakes() const { return handshakes_; }
+    [[nodiscard]] const Lines& bursts() const { return bursts_; }
+    Replies& replies() { return replies_; }
+
+    // The bursts that came out, without those that only showed a quiet gap.
+    [[nodiscard]] Lines published() const
+    {
+        Lines found;
+        for (const std::string& burst : seen_.payloads(kBursts)) {
+            if (burst.find_first_not_of(" 0D") != std::string::npos) {
+                found.push_back(burst);
+            }
+        }
+        return found;
+    }
+
+private:
+    void shakeHands()
+    {
+        const std::string line = "WP_" + numbered('H', ++number_) + "]$\r";
+        handshakes_ += line;
+        internal_.line().type(line);
+        waitFor("a handshake's characters", [this] {
+            internal_.expectRunning();
+            return seen_.characters("wpcmdd", "receiveWpCmdd").size() >= handshakes_.size();
+        });
+        // A carriage return either still joins the handshake's burst, which stays silent, or is a burst of its own.
+        const std::size_t before = seen_.payloads(kBursts).size();
+        constexpr std::chrono::milliseconds kFewGaps{100};
+        waitFor("the quiet gap behind a handshake", [&] {
+            internal_.line().type("\r");
+            return becomesTrue([&] { return seen_.payloads(kBursts).size() > before; }, kFewGaps);
+        });
+        // The last one typed may be on its way yet.
+        internal_.line().waitUntilAllRead();
+    }
+
+    void sendBurst()
+    {
+        std::string burst(std::uniform_int_distribution<std::size_t>(2, kLongestBurst)(random_), '\0');
+        std::generate(burst.begin(), burst.end(), [this] { return kBytes[random_() % (sizeof kBytes - 1)]; });
+        burst.front() = ':';  // tells it from the carriage returns that only show a gap
+        burst.back() = '\r';  // the next handshake begins a line
+        bursts_.push_back(hexOf(burst));
+        internal_.line().type(burst);
+        waitFor("a burst's publication", [this] {
+            internal_.expectRunning();
+            return published().size() >= bursts_.size();
+        });
+    }
+
+    static constexpr char kBytes[] = "abcXYZ0189 \r\n\x01\x7f\x80\xff[{:;";
+
+    Instance& internal_;
+    Seen& seen_;
+    Replies replies_;
+    std::mt19937 random_{20'010'911};
+    std::string handshakes_;
+    Lines bursts_;
+    int number_ = 0;
+};
+
+Lines numberedLines(char letter, int count, const std::string& before = {}, const std::string& after = {})
+{
+    Lines lines;
+    for (int number = 1; number <= count; ++number) {
+        lines.push_back(before + numbered(letter, number) + after);
+    }
+    return lines;
+}
+
+void update(int (*store)(const char*), const std::string& document)
+{
+    if (store(document.c_str()) != 0) {
+        throw std::runtime_error("cannot store " + document);
+    }
+}
+
+// A carriage return typed to show a gap may stand before a burst: it came in the same one.
+Lines withoutLeadingReturns(Lines bursts)
+{
+    for (std::string& burst : bursts) {
+        while (burst.starts_with(" 0D")) {
+            burst.erase(0, 3);
+        }
+    }
+    return bursts;
+}
+
+void workFor(std::chrono::seconds time)
+{
+    onADevice([time](TestDevice& device) {
+        device.put(local::Store::settings, "system.broadcast", "true");
+        device.put(local::Store::status, "system.slaveMcu.isReady", "true");
+        device.put(local::Store::status, "network.telnet.connect9001Count", "1");
+        device.put(local::Store::status, "system.update.progressEvent.isOn", "false");
+        device.startPeers();
+        Instance external(device, InstanceRole::external);
+        Instance internal(device, InstanceRole::internal);
+        Seen seen(device);
+        ConsoleUser user(external);
+        FarEnd farEnd(internal, seen);
+        int requests = 0;
+        int hexTexts = 0;
+        int projectorTexts = 0;
+        int settings = 0;
+        int states = 0;
+
+        Workers workers;
+        workers.add([&] { user.round(); });
+        workers.add([&] { farEnd.round(); });
+        workers.add([&] {
+            callMethod("lpcExampledNoUse", "wpDispBtn", numbered('W', ++requests).c_str());
+            pause(2);
+        });
+        // The link's loop needs pauses between requests to tell where a burst ends.
+        workers.add([&] {
+            for (int i = 0; i < 5; ++i) {
+                const std::string hex = hexOf(numbered('Z', ++hexTexts) + "\r\n");
+                callMethod("lpcExampledNoUse2", "RS232zone900XPort", hex.c_str());
+            }
+            pause(70);
+        });
+        workers.add([&] {
+            publishEvent("uartProjectorEvent", (numbered('P', ++projectorTexts) + "\r\n").c_str());
+            pause(7);
+        });
+        workers.add([&] {
+            ++settings;
+            update(user_config_update, R"({"audio":{"audOut":{"volume":)" + std::to_string(settings) +
+                                           R"(}},"control":{"name":"n)" + std::to_string(settings) + "\"}}");
+            pause(3);
+        });
+        workers.add([&] {
+            ++states;
+            update(user_status_update, R"({"network":{"telnet":{"connect9001Count":)" + std::to_string(states % 3 + 1) +
+                                           R"(}},"control":{"wpHsk":{"identifyStatus":")" +
+                                           (states % 2 == 0 ? "success" : "fail") + "\"}}}");
+            pause(3);
+        });
+        workers.work(time);
+
+        waitFor("what is left to come", [&] {
+            user.replies().read();
+            farEnd.replies().read();
+            return user.replies().with(ConsoleUser::kRequestAnswer).size() >= static_cast<std::size_t>(requests) &&
+                   user.replies().with("P").size() >= static_cast<std::size_t>(projectorTexts) &&
+                   farEnd.replies().with("P").size() >= static_cast<std::size_t>(projectorTexts) &&
+                   farEnd.replies().with("Z").size() >= static_cast<std::size_t>(hexTexts);
+        });
+        external.passListener();
+        internal.passListener();
+        user.replies().read();
+        farEnd.replies().read();
+
+        EXPECT_EQ(user.answers(), user.expected());
+        EXPECT_EQ(user.replies().with(ConsoleUser::kRequestAnswer),
+                  numberedLines('W', requests, "Command FAILED: (", ")"));
+        EXPECT_EQ(user.replies().with("P"), numberedLines('P', projectorTexts));
+        EXPECT_EQ(user.replies().rest(), "");
+        EXPECT_EQ(seen.calls("intermcud", "TrigCEC"), user.rounds());
+        EXPECT_EQ(seen.calls("systemd", "sshUpdate"), user.rounds());
+        EXPECT_EQ(seen.characters("wpcmdd", "receiveWpCmdd"), farEnd.handshakes());
+        EXPECT_EQ(withoutLeadingReturns(farEnd.published()), farEnd.bursts());
+        EXPECT_EQ(farEnd.replies().with("P"), numberedLines('P', projectorTexts));
+        EXPECT_EQ(farEnd.replies().with("Z"), numberedLines('Z', hexTexts));
+        EXPECT_EQ(farEnd.replies().without({"P", "Z"}), Lines{});
+        EXPECT_EQ(farEnd.replies().rest(), "");
+        std::cout << user.expected().size() << " lines, " << requests << " requests, " << farEnd.handshakes().size()
+                  << " handshake characters, " << farEnd.bursts().size() << " bursts, " << hexTexts << " hex texts, "
+                  << projectorTexts << " projector texts, " << settings << " settings, " << states << " states\n";
+    });
+}
+
+}  // namespace
+
+TEST(Traffic, ofTwoInstancesAndTheirPeersForAMoment)
+{
+    workFor(std::chrono::seconds(5));
+}
+
+TEST(Traffic, ofTwoInstancesAndTheirPeersForAMinute)
+{
+    workFor(std::chrono::minutes(1));
+}
