@@ -166,6 +166,20 @@ const std::vector<EventCall>& eventCalls()
     static const std::string mode = std::string(kDevice) + ".mode";
     static const std::string port = std::string(kDevice) + ".port";
     static const std::vector<EventCall> calls{
+        {"VOUTMute", "on", "audio.audOut.allMute", "true", "false", 2},
+        {"VOUTMute", "off", "audio.audOut.allMute", "false", "true", 2},
+        {"AutoSW", "on", "control.autoSwitch.autoSWEnable", "true", "false", 2},
+        {"AutoSW", "off", "control.autoSwitch.autoSWEnable", "false", "true", 2},
+        {"Blink", "on", "control.ledMode", "true", "false", 2},
+        {"Blink", "off", "control.ledMode", "false", "true", 2},
+        {"SetFbVerify", "on", "control.displayControl.output1.feedbackVerify", "true", "false", 2},
+        {"CommaWait", "on", "control.displayControl.output1.triger.command.commandWait", "true", "false", 2},
+        {"RelayAuto", "on", "control.displayControl.output1.relay.relayAuto", "true", "false", 2},
+        {"HDMIAUD", "on", "video.vidOut.hdmiOut.hdmiOutA.audioMute", "false", "true", 2},
+        {"HDMIAUD", "off", "video.vidOut.hdmiOut.hdmiOutA.audioMute", "true", "false", 2},
+        {"LRAUD", "on", "audio.audOut.analogOut1.audioSinkControl.mute", "false", "true", 2},
+        {"LRAUD", "off", "audio.audOut.analogOut1.audioSinkControl.mute", "true", "false", 2},
+        {"Zoom", "on", "video.vidOut.hdmiOut.hdmiOutA.zoomEnable", "true", "false", 1},
         {"ASwOutTime", "10", "control.autoSwitch.aswOutTime", "10", "11", 1},
         {"ASwFstTime", "10", "control.autoSwitch.aswFstTime", "10", "11", 1},
         {"APwrOffTime", "10", "control.displayControl.output1.timer.autoPwrOff", "10", "11", 1},
@@ -261,6 +275,56 @@ TEST_F(SettingCommands, leaveAChangeForAnEventToTheStoreAndDoNotReply)
         EXPECT_EQ(replies_.take(), "");
         trace_.steps.clear();
     }
+}
+
+TEST_F(SettingCommands, announceTheBroadcastModesOnceWhoeverCalls)
+{
+    for (const auto& [name, path] :
+         {std::pair{"Broadcast", "system.broadcast"}, std::pair{"InputBroadcast", "system.inputBroadcast"}}) {
+        for (const int fromEvent : {0, 1}) {
+            given(path, "true");
+            call(name, "on", fromEvent);
+            EXPECT_EQ(ownEvents(recording::take()), 1) << name << ' ' << fromEvent;
+            call(name, "off", fromEvent);
+            EXPECT_EQ(ownEvents(recording::take()), 0) << name << ' ' << fromEvent;
+            call(name, "off", fromEvent);
+            EXPECT_EQ(ownEvents(recording::take()), 1) << name << ' ' << fromEvent;
+            EXPECT_EQ(recording::read(recording::Store::settings, path), "false");
+        }
+    }
+    EXPECT_EQ(replies_.take(), "");
+}
+
+// Kept: "on" asks whether the leaf was true, although it stores false.
+TEST_F(SettingCommands, announceTheScalersBypassForAnEventThatFoundTheModeTrue)
+{
+    const auto published = [&](const char* word, const char* stored) {
+        given(kScaler, stored);
+        recording::take();
+        call("ScalerPtMode", word, 1);
+        return ownEvents(recording::take());
+    };
+    EXPECT_EQ(published("on", "true"), 1);
+    EXPECT_EQ(recording::read(recording::Store::settings, kScaler), "false");
+    EXPECT_EQ(trace_.steps.back(),
+              R"(publish videoUserConfigChanged {"video":{"vidProcess":{"scaler":{"scalerMode":false}}}})");
+    EXPECT_EQ(published("on", "false"), 0);
+    EXPECT_EQ(published("off", "true"), 0);
+    EXPECT_EQ(published("off", "false"), 0);
+    EXPECT_EQ(recording::read(recording::Store::settings, kScaler), "true");
+    EXPECT_EQ(replies_.take(), "");
+}
+
+TEST_F(SettingCommands, announceNoEndOfTheZoomForAnEvent)
+{
+    given(kScaler, "true");
+    for (const char* stored : {"true", "false"}) {
+        given("video.vidOut.hdmiOut.hdmiOutA.zoomEnable", stored);
+        recording::take();
+        call("Zoom", "off", 1);
+        EXPECT_EQ(ownEvents(recording::take()), 0) << stored;
+    }
+    EXPECT_EQ(replies_.take(), "");
 }
 
 TEST_F(SettingCommands, toggleThePictureResetForAnEventInSilence)
