@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/time.h>
 #include <unistd.h>
+#include <utility>
 
 #include "console/commandEntry.h"
 #include "platform/jsonToken.h"
@@ -27,6 +28,17 @@ struct Wrapped {
     std::vector<int> waitsMs;
     int failingSets = 0;
     std::vector<std::string> integerQueries;
+    std::vector<std::string> steps;  // what a command did, in order
+    std::string repliesAtSteps;
+
+    void note(const std::string& step)
+    {
+        if (const std::string reply = replies->take(); !reply.empty()) {
+            steps.push_back("reply " + reply);
+            repliesAtSteps += reply;
+        }
+        steps.push_back(step);
+    }
 };
 Wrapped g_wrapped;
 
@@ -71,6 +83,37 @@ int __wrap_user_config_query_int(const char* document, int* value)
 }
 }
 
+// The wrapped calls whose order counts.
+extern "C" {
+int __real_user_config_update(const char* document);
+int __wrap_user_config_update(const char* document)
+{
+    g_wrapped.note(std::string("settings ") + document);
+    return __real_user_config_update(document);
+}
+
+int __real_user_status_update(const char* document);
+int __wrap_user_status_update(const char* document)
+{
+    g_wrapped.note(std::string("status ") + document);
+    return __real_user_status_update(document);
+}
+
+int __real_lsystem(const char* command);
+int __wrap_lsystem(const char* command)
+{
+    g_wrapped.note(std::string("run ") + command);
+    return __real_lsystem(command);
+}
+
+int __real_system(const char* command);
+int __wrap_system(const char* command)
+{
+    g_wrapped.note(std::string("system ") + command);
+    return __real_system(command);
+}
+}
+
 namespace {
 
 const CommandEntry& row(std::string_view name, std::string_view jsonTemplate = {})
@@ -98,14 +141,16 @@ protected:
         const CommandEntry& entry = row(name);
         const std::string line = args.empty() ? name : name + ' ' + args;
         entry.handler(line.c_str(), entry.name, args.c_str(), fromEvent, entry.jsonTemplate);
-        return replies_.take();
+        return takeReplies();
     }
 
     std::string reported(const CommandEntry& entry, const ReportValue& value)
     {
         entry.reporter(entry.name, value);
-        return replies_.take();
+        return takeReplies();
     }
+
+    std::string takeReplies() { return std::exchange(g_wrapped.repliesAtSteps, "") + replies_.take(); }
 
     static void give(const std::string& path, const std::string& json)
     {
@@ -248,6 +293,13 @@ TEST_F(Login, TheReporterPrintsTheModeAndEndsTheSessionsWhateverTheValue)
     EXPECT_TRUE(recording::take().runs.empty());
 }
 
+TEST_F(Login, TheAnswerGoesOutBeforeTheSessionsEnd)
+{
+    run("IPLogin", "on", 0);
+    EXPECT_EQ(g_wrapped.steps, (Lines{R"(settings {"network":{"telnet":{"loginMode":true}}})", "reply IPLogin on\r\n",
+                                      "system killall *cmdd"}));
+}
+
 // Reporters
 
 TEST_F(SystemCommands, TheModeReporterKnowsBothModesInAnyCaseOfLetters)
@@ -357,6 +409,63 @@ TEST_F(SystemCommands, TheTelnetPortIsAskedForWithOneBraceTooMany)
     EXPECT_NE(run("System", "sta", 0).find("Telnet Port: 23\r\n"), std::string::npos);
     ASSERT_FALSE(g_wrapped.integerQueries.empty());
     EXPECT_EQ(g_wrapped.integerQueries[0], R"({"network":{"telnet":{"telnetPort":0}}}})");
+}
+
+// What comes after what
+
+TEST_F(SystemCommands, DebugAnswersBeforeItSetsTheFlagAndRunsTheLogger)
+{
+    run("debug", "on", 0);
+    run("debug", "off", 0);
+    EXPECT_EQ(g_wrapped.steps, (Lines{"reply debug on\r\n", R"(status {"system":{"debug":true}})",
+                                      "run /mnt/mtd/bin/apploggertool -a console debug", "reply debug off\r\n",
+                                      R"(status {"system":{"debug":false}})", "run /mnt/mtd/bin/apploggertool -d"}));
+}
+
+TEST_F(SystemCommands, ADebugToggleAnswersBeforeItSetsTheFlagAndRunsTheLogger)
+{
+    run("dbg977", "", 0);
+    run("dbg977", "", 0);
+    run("cypdbg", "", 0);
+    EXPECT_EQ(g_wrapped.steps,
+              (Lines{"reply Into 977 Debug Mode...\r\n", R"(settings {"system":{"dbg977":true}})",
+                     "run mnt/mtd/bin/apploggertool -a console debug", "reply Leave 977 Debug Mode...\r\n",
+                     R"(settings {"system":{"dbg977":false}})", "run mnt/mtd/bin/apploggertool -d",
+                     "reply Into Debug Mode...\r\n", "settings ", "run mnt/mtd/bin/apploggertool -a console debug"}));
+}
+
+TEST_F(SystemCommands, TheLiveAddressIsToldBehindTheAnswer)
+{
+    recording::setFactoryData("MacAddr", "00:11:22:33:44:55");
+    run("SFabMac", "00-11-22-33-44-55", 0);
+    EXPECT_EQ(g_wrapped.steps, (Lines{"run /mnt/mtd/bin/factory_tool -w MacAddr 00:11:22:33:44:55",
+                                      "reply SFabMac 00-11-22-33-44-55\r\n",
+                                      R"(status {"network":{"eth0":{"macAddr":"00:11:22:33:44:55"}}})"}));
+}
+
+// Silence on standard output and error
+
+TEST_F(SystemCommands, AnAddressThatCannotBeWrittenIsNotReportedAnywhere)
+{
+    const OutputFile messages;
+    {
+        const CapturedOutput captured(messages);
+        recording::setRunStatus(1);
+        EXPECT_EQ(run("SFabMac", "00-11-22-33-44-55", 0), "");
+        recording::fail(recording::Fault::run);
+        EXPECT_EQ(run("SFabMac", "00-11-22-33-44-55", 0), "");
+    }
+    EXPECT_EQ(messages.from(0), "");
+    EXPECT_TRUE(recording::take().logs.empty());
+}
+
+TEST_F(SystemCommands, AnAccountDocumentThatCannotBeReadIsLoggedOnlyAtItsLevel)
+{
+    run("IPAddUser", "sta", 0);
+    EXPECT_EQ(recording::take().logs.size(), 1U);
+    recording::setLogLevel(5, false);
+    run("IPAddUser", "sta", 0);
+    EXPECT_TRUE(recording::take().logs.empty());
 }
 
 // Pauses and time-outs
