@@ -146,6 +146,18 @@ TEST_F(DisplayActions, WithoutAControlTypeMuteFailsAfterItsAnswer)
     EXPECT_EQ(replies(), "");
 }
 
+TEST_F(DisplayActions, FailuresAreLoggedOnlyAtTheirLevel)
+{
+    recording::setLogLevel(4, false);
+    recording::setLogLevel(5, false);
+    recording::fail(recording::Fault::update);
+    EXPECT_EQ(press("on", kConsole), 1);
+    EXPECT_EQ(press("mute", kConsole), 255);
+    recording::fail(recording::Fault::publish);
+    EXPECT_EQ(press("on", kConsole), 255);
+    EXPECT_TRUE(recording::take().logs.empty());
+}
+
 TEST_F(DisplayActions, AQuietCecTriggerIsAnnouncedOnceAndNotAnswered)
 {
     for (const int fromEvent : {kEvent, kOther}) {

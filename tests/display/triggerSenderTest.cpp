@@ -39,9 +39,13 @@ protected:
 
     int send(const TriggerSender& sender, const char* action)
     {
+        before_ = messages_.size();
         const CapturedOutput captured(messages_);
         return sendTrigger(sender, action);
     }
+
+    // What the last send() printed.
+    [[nodiscard]] std::string printed() const { return messages_.from(before_); }
 
     static std::vector<std::string> requests()
     {
@@ -54,6 +58,7 @@ protected:
 
 private:
     OutputFile messages_;
+    std::size_t before_ = 0;
 };
 
 using TriggerSenderResult = TriggerSenderTest;
@@ -111,6 +116,63 @@ TEST_F(TriggerSenderResult, IsZeroWhenARequestFailed)
         EXPECT_EQ(send(serialVolume, "vol+"), 0) << waits;
         EXPECT_EQ(send(networkVolume, "vol+"), 0) << waits;
     }
+}
+
+using TriggerMessages = TriggerSenderTest;
+
+TEST_F(TriggerMessages, TellTheBusyFlagOfTheSerialPathAlone)
+{
+    giveOn("A1");
+    giveVolume("UP");
+    for (const TriggerSender* sender : {&serialPower, &serialVolume}) {
+        send(*sender, "nonsense");
+        const std::string message = printed();
+        EXPECT_TRUE(message.starts_with("\033[1;31;32m[getDisplayControlStatus][")) << message;
+        EXPECT_TRUE(message.ends_with("] displayControlStatus=0 \033[0m \r\n")) << message;
+    }
+    recording::put(recording::Store::status, "control.displayControl.output1.transmission.rs232", "true");
+    send(serialPower, "TrigRS1 on");
+    EXPECT_TRUE(printed().ends_with("] displayControlStatus=1 \033[0m \r\n")) << printed();
+    send(networkPower, "TrigIP1 on");
+    EXPECT_EQ(printed(), "");
+    send(networkVolume, "vol+");
+    EXPECT_EQ(printed(), "");
+}
+
+TEST_F(TriggerMessages, ReportAFailedRequestUnlessItWasAWholePowerCommand)
+{
+    giveOn("A1 2c A2");
+    giveVolume("UP,DOWN");
+    recording::fail(recording::Fault::call);
+    const std::string failure = "lpc_proxy_call: Input/output error\n";
+    for (const bool waits : {false, true}) {
+        give("commandWait", waits ? "true" : "false");
+        send(networkPower, "TrigIP1 on");
+        EXPECT_EQ(printed(), waits ? failure : "");
+        send(serialPower, "TrigRS1 on");
+        EXPECT_EQ(printed().ends_with("\n" + failure), waits) << printed();
+        send(networkVolume, "vol+");
+        EXPECT_EQ(printed(), failure);
+    }
+}
+
+TEST_F(TriggerMessages, ObeyTheLogLevels)
+{
+    giveOn("A1");
+    recording::fail(recording::Fault::call);
+    recording::fail(recording::Fault::statusUpdate);
+    recording::setLogLevel(6, true);
+    send(networkPower, "TrigIP1 on");
+    const auto logs = recording::take().logs;
+    ASSERT_EQ(logs.size(), 2U);
+    EXPECT_EQ(logs[0].level, 6);
+    EXPECT_EQ(logs[0].text, " *************C. displayControlStatus off\r\n");
+    EXPECT_EQ(logs[1].level, 5);
+    EXPECT_EQ(logs[1].text, "1 user_config_update");
+    recording::setLogLevel(5, false);
+    recording::setLogLevel(6, false);
+    send(networkPower, "TrigIP1 on");
+    EXPECT_TRUE(recording::take().logs.empty());
 }
 
 using TriggerContents = TriggerSenderTest;
