@@ -344,6 +344,17 @@ TEST_F(Bench, ServesThePortsUnderTheirNames)
     bench->awaitError("[intermcud] TrigCEC\n");
 }
 
+TEST_F(Bench, RefusesAccountsThatTheSystemHasItself)
+{
+    const Result result = feed("IPAddUser bob b0b\nIPAddUser daemon x\nIPDelUser bob\nIPAddUser sta\n");
+    EXPECT_EQ(result.output, "IPAddUser bob b0b\r\nTCP/IP user was added\r\n"
+                             "IPAddUser daemon x\r\nCommand FAILED: (IPAddUser daemon x)\r\n"
+                             "IPDelUser bob\r\nTCP/IP user was deleted\r\n"
+                             "TCP/IP username & password list:\r\n - admin & admin\r\n - daemon & x\r\n -\r\n");
+    EXPECT_EQ(result.status, 0) << result.error;
+    EXPECT_NE(result.error.find("[systemd] sshDelUser \"bob\"\n"), std::string::npos) << result.error;
+}
+
 /// What a program that a daemon starts finds in its environment.
 Environment environmentOf(pid_t pid)
 {

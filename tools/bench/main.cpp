@@ -26,6 +26,8 @@ constexpr char kFooter[] =
     R"(In DIR are the stores, which stay, externalComd.log and internalComd.log; while the bench runs also console and hdbt,
 the ports' names, and bus, the bus's socket. Stores that are there keep what they hold: only what is absent is seeded.
 
+Every stand-in takes what it is asked for, save that systemd refuses a new account named root, daemon or nobody.
+
 Environment: PLATFORM=local:DIR names DIR when no option does; without both it is a fresh directory, removed at the end.
 
 Exit status: 0 done, 1 a part did not start or went away, 2 wrong usage, 128 + N a script was cut short by signal N.)";

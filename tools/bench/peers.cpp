@@ -1,16 +1,21 @@
 #include "bench/peers.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
 #include <future>
+#include <iterator>
+#include <string_view>
 #include <sys/eventfd.h>
 #include <thread>
 #include <unistd.h>
 
 #include "bench/limits.h"
 #include "bench/notes.h"
+#include "platform/jsonToken.h"
 #include "platform/local/local.h"
+#include "platform/support/ownership.h"
 #include "support/failure.h"
 #include "support/jsonText.h"
 
@@ -19,8 +24,18 @@ namespace {
 /// What a peer is known to answer with data; every other call completes without any.
 struct DataAnswer {
     const char* method;
-    const char* data;
+    std::string (*data)(const std::string& params);
 };
+
+/// An answer that begins with "fail" refuses the account. The system's own logins are taken.
+std::string answerToNewUser(const std::string& entry)
+{
+    constexpr std::string_view kSystemLogins[] = {"root", "daemon", "nobody"};
+    const JsonToken account(json_token_parse(entry.c_str()));
+    const std::string_view name = json_token_object_walk_get_string(account.get(), "username", "");
+    const bool taken = std::find(std::begin(kSystemLogins), std::end(kSystemLogins), name) != std::end(kSystemLogins);
+    return taken ? "fail: a login of the system" : "ok";
+}
 
 struct PeerRole {
     const char* service;
@@ -31,7 +46,7 @@ const std::vector<PeerRole>& roles()
 {
     static const std::vector<PeerRole> list = {
         {"networkd", {}},
-        {"systemd", {{"sshAddUser", "ok"}}},  // anything but "fail...": the account is taken
+        {"systemd", {{"sshAddUser", answerToNewUser}}},
         {"intermcud", {}},
         {"displayControl", {}},
         {"displayControlTelnetClient", {}},
@@ -85,7 +100,7 @@ private:
                  request.method + (request.params ? " " + printableJson(jsonString(*request.params)) : ""));
         for (const DataAnswer& known : role_.answers) {
             if (request.method == known.method) {
-                return {.failed = false, .data = known.data};
+                return {.failed = false, .data = known.data(request.params.value_or(""))};
             }
         }
         return {};
