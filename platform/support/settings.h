@@ -36,7 +36,7 @@ void logStoreFailure();
 namespace detail {
 bool storeText(const char* document, bool whole);
 bool storeStatusText(const char* document, bool whole);
-}
+}  // namespace detail
 
 template <std::size_t Capacity>
 bool storeDocument(const FixedText<Capacity>& document, bool whole)

@@ -24,8 +24,8 @@ int eventbus_fileno(eventbus* bus);
 int eventbus_on_data_available(eventbus* bus);
 void eventbus_close(eventbus* bus);
 
-/* Callable from any thread. 0 once the bus has the event, else -1 with errno set: at once without a bus, within about 3 s
- * when it hangs. */
+/* Callable from any thread. 0 once the bus has the event, else -1 with errno set: at once without a bus, within about 3
+ * s when it hangs. */
 int eventbus_publish(const char* topic, const char* payload);
 
 #ifdef __cplusplus
