@@ -7,6 +7,6 @@
 int main(int argc, char** argv)
 {
     testing::InitGoogleTest(&argc, argv);
-    transcript::registerScenarios(transcript::readAll(TRANSCRIPT_DIRECTORY), true, transcript::makeEndToEndBackend);
+    transcript::registerScenarios(true, transcript::makeEndToEndBackend);
     return RUN_ALL_TESTS();
 }

@@ -40,11 +40,20 @@ std::string runOn(const Scenario& scenario, MakeBackend makeBackend)
     }
 }
 
+// The suite of a filter such as "console_help.A_title" or "console_help.*"; empty for any other filter.
+std::string onlySuite(const std::string& filter)
+{
+    const std::size_t dot = filter.find('.');
+    const bool oneSuite =
+        dot != std::string::npos && filter.find_first_of("*?") > dot && filter.find_first_of(":-") == std::string::npos;
+    return oneSuite ? filter.substr(0, dot) : std::string();
+}
+
 }  // namespace
 
-void registerScenarios(const std::vector<File>& files, bool endToEndOnly, MakeBackend makeBackend)
+void registerScenarios(bool endToEndOnly, MakeBackend makeBackend)
 {
-    for (const File& file : files) {
+    for (const File& file : readAll(TRANSCRIPT_DIRECTORY, onlySuite(testing::GTEST_FLAG(filter)))) {
         const std::string suite = testName(file.name);
         if (!file.error.empty()) {
             add(suite, "isWellFormed", [error = file.error] { return error; });

@@ -354,7 +354,7 @@ File parse(const std::string& name, const std::string& content)
     }
 }
 
-std::vector<File> readAll(const std::filesystem::path& directory)
+std::vector<File> readAll(const std::filesystem::path& directory, const std::string& suite)
 {
     std::vector<std::filesystem::path> paths;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(directory)) {
@@ -366,6 +366,9 @@ std::vector<File> readAll(const std::filesystem::path& directory)
     std::vector<File> files;
     for (const auto& path : paths) {
         const std::string name = path.lexically_relative(directory).replace_extension().string();
+        if (!suite.empty() && testName(name) != suite) {
+            continue;
+        }
         std::ostringstream content;
         content << std::ifstream(path, std::ios::binary).rdbuf();
         try {

@@ -97,8 +97,9 @@ struct File {
     std::string error;  // what is wrong with the file; then it has no scenarios
 };
 
-/// All *.transcript files below a directory, in order of their names.
-std::vector<File> readAll(const std::filesystem::path& directory);
+/// All *.transcript files below a directory, in order of their names; with a test suite's name only the file it comes
+/// from.
+std::vector<File> readAll(const std::filesystem::path& directory, const std::string& suite = {});
 /// Throws std::runtime_error with file and line.
 File parse(const std::string& name, const std::string& content);
 

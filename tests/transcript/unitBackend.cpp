@@ -1,6 +1,7 @@
 #include "transcript/unitBackend.h"
 
 #include <cstdlib>
+#include <functional>
 #include <optional>
 #include <stdexcept>
 #include <thread>
@@ -95,7 +96,8 @@ class UnitBackend : public SerialConsole {
 public:
     explicit UnitBackend(bool internalRole) : SerialConsole(internalRole), process_(Process::instance())
     {
-        recording::reset();
+        const CapturedOutput captured(log());
+        onTheLoop([] { recording::reset(); });
     }
 
     // The line goes away with this object: the loop must have let go of it.
@@ -121,7 +123,7 @@ public:
     void start() override
     {
         const CapturedOutput captured(log());
-        startRole();
+        onTheLoop([this] { takeRole(); });
         if (process_.used) {
             typeAndSettle("\r");  // ends what the scenario before may have left half
         }
@@ -148,9 +150,7 @@ public:
 protected:
     void passLoop() override
     {
-        if (!recording::runOnService(process_.loopService, [] {})) {
-            throw std::runtime_error("the loop does not serve requests");
-        }
+        onTheLoop([] {});
     }
 
     void passListener() override
@@ -165,7 +165,11 @@ private:
     void apply(const GivenFactory& item) { recording::setFactoryData(item.key, item.text); }
     void apply(const GivenPeer& peer) { recording::setPeer(peer.service, peer.method, platformAnswer(peer)); }
     void apply(const GivenRunStatus& run) { recording::setRunStatus(run.status); }
-    void apply(const GivenLog& log) { recording::setLogLevel(log.level, log.on); }
+    void apply(const GivenLog& log)
+    {
+        const CapturedOutput captured(this->log());
+        onTheLoop([&] { recording::setLogLevel(log.level, log.on); });
+    }
     // Faults are for the steps: start-up goes well.
     void apply(const GivenFault& fault) { faults_.push_back(fault); }
 
@@ -178,10 +182,18 @@ private:
         }
     }
 
-    void startRole()
+    // What a real process never changes while it runs, the role among it, is read without a lock: it is changed on the
+    // loop's thread, which holds the record while it serves.
+    void onTheLoop(const std::function<void()>& work)
+    {
+        if (!recording::runOnService(process_.loopService, work)) {
+            throw std::runtime_error("the loop does not serve requests");
+        }
+    }
+
+    void takeRole()
     {
         ConsoleParameter& record = process_.record;
-        const RecordLock lock(record.mutex);
         setProgramName(internalRole() ? "internalComd" : "externalComd");
         record.sourceType = internalRole() ? kInternalHdbtLink : kExternalConsole;
         record.serialdev = line().device().c_str();
