@@ -13,6 +13,8 @@
 #include <sqlite3.h>
 
 #include "platform/local/local.h"
+#include "platform/local/setAside.h"
+#include "platform/local/storeLock.h"
 #include "platform/support/ownership.h"
 
 namespace local {
@@ -21,7 +23,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int kBusyMilliseconds = 5'000;  // writers wait for each other this long
 constexpr mode_t kDirectoryMode = 0750;
 constexpr mode_t kFileMode = 0640;
 
@@ -62,7 +63,7 @@ bool execute(sqlite3* database, const char* sql)
 // without asking the busy handler.
 bool switchToWriteAheadLog(sqlite3* database)
 {
-    const auto deadline = Clock::now() + std::chrono::milliseconds(kBusyMilliseconds);
+    const auto deadline = Clock::now() + kWriterPatience;
     while (!execute(database, "PRAGMA journal_mode=WAL")) {
         if (sqlite3_errcode(database) != SQLITE_BUSY || Clock::now() > deadline) {
             return false;
@@ -72,10 +73,78 @@ bool switchToWriteAheadLog(sqlite3* database)
     return true;
 }
 
+struct CloseWithoutLock {
+    void operator()(sqlite3* database) const { sqlite3_close_v2(database); }
+};
+using OpeningDatabase = std::unique_ptr<sqlite3, CloseWithoutLock>;
+
+struct Opening {
+    OpeningDatabase database;  // null: it failed
+    int error = 0;
+    bool corrupt = false;
+};
+
+// Expects a StoreLock of either kind.
+Opening tryToOpen(const std::string& path, const DatabaseFile& file)
+{
+    if (!makeFile(path)) {
+        return {.database = nullptr, .error = errno};
+    }
+    sqlite3* opened = nullptr;
+    sqlite3_open_v2(path.c_str(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+    OpeningDatabase database(opened);
+    if (!database) {
+        return {.database = nullptr, .error = ENOMEM};
+    }
+    sqlite3_busy_timeout(opened, static_cast<int>(kWriterPatience.count()));
+    const std::string durability = std::string("PRAGMA synchronous=") + file.durability;
+    if (sqlite3_errcode(opened) != SQLITE_OK || !switchToWriteAheadLog(opened) ||
+        !execute(opened, durability.c_str()) || !execute(opened, file.schema) || !execute(opened, file.firstRead)) {
+        const int reason = sqlite3_errcode(opened);
+        return {.database = nullptr,
+                .error = databaseError(opened),
+                .corrupt = reason == SQLITE_CORRUPT || reason == SQLITE_NOTADB};
+    }
+    return {.database = std::move(database)};
+}
+
+Opening replaceCorrupt(const std::string& directory, const std::string& path, const DatabaseFile& file)
+{
+    const StoreLock lock(directory, StoreLock::Kind::exclusive);
+    if (!lock.held()) {
+        return {.database = nullptr, .error = errno};
+    }
+    // Another program may have put a new file in its place meanwhile.
+    Opening opening = tryToOpen(path, file);
+    if (opening.corrupt && setAside(path)) {
+        lock.sync();
+        opening = tryToOpen(path, file);
+    }
+    return opening;
+}
+
+Opening openOrReplace(const std::string& directory, const DatabaseFile& file)
+{
+    const std::string path = directory + '/' + file.name;
+    {
+        const StoreLock lock(directory, StoreLock::Kind::shared);
+        if (!lock.held()) {
+            return {.database = nullptr, .error = errno};
+        }
+        Opening opening = tryToOpen(path, file);
+        if (!opening.corrupt) {
+            return opening;
+        }
+    }
+    return replaceCorrupt(directory, path, file);
+}
+
 }  // namespace
 
 void CloseDatabase::operator()(sqlite3* database) const
 {
+    const std::string path = sqlite3_db_filename(database, "main");
+    const StoreLock lock(path.substr(0, path.rfind('/')), StoreLock::Kind::shared);
     sqlite3_close_v2(database);
 }
 
@@ -86,26 +155,20 @@ Database openDatabase(const DatabaseFile& file)
         errno = EPROTONOSUPPORT;
         return nullptr;
     }
-    const std::string path = directory + '/' + file.name;
-    if (!makeDirectories(directory) || !makeFile(path)) {
+    if (!makeDirectories(directory)) {
         return nullptr;
     }
+    Opening opening = openOrReplace(directory, file);
+    if (!opening.database) {
+        errno = opening.error;
+    }
+    return Database(opening.database.release());
+}
 
-    sqlite3* opened = nullptr;
-    sqlite3_open_v2(path.c_str(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
-    Database database(opened);
-    if (!database) {
-        errno = ENOMEM;
-        return nullptr;
-    }
-    sqlite3_busy_timeout(opened, kBusyMilliseconds);
-    const std::string durability = std::string("PRAGMA synchronous=") + file.durability;
-    if (sqlite3_errcode(opened) != SQLITE_OK || !switchToWriteAheadLog(opened) ||
-        !execute(opened, durability.c_str()) || !execute(opened, file.schema)) {
-        errno = databaseError(opened);
-        return nullptr;
-    }
-    return database;
+bool hasMoved(sqlite3* database)
+{
+    int moved = 0;
+    return sqlite3_file_control(database, "main", SQLITE_FCNTL_HAS_MOVED, &moved) == SQLITE_OK && moved != 0;
 }
 
 int databaseError(sqlite3* database)

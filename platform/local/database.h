@@ -1,6 +1,7 @@
 // One SQLite file of the store directory, opened by one thread and used by it alone.
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string_view>
 
@@ -8,6 +9,9 @@ struct sqlite3;
 struct sqlite3_stmt;
 
 namespace local {
+
+/// Writers wait for each other this long.
+inline constexpr std::chrono::milliseconds kWriterPatience{5'000};
 
 struct CloseDatabase {
     void operator()(sqlite3* database) const;
@@ -18,10 +22,15 @@ struct DatabaseFile {
     const char* name;        ///< in the store directory
     const char* schema;      ///< one CREATE TABLE IF NOT EXISTS
     const char* durability;  ///< the synchronous pragma
+    const char* firstRead;   ///< one SELECT of a row, whose failure shows a damaged file
 };
 
-/// Makes the directory, the file and its table where they are missing. Null with errno set.
+/// Makes the directory, the file and its table where they are missing. A file that SQLite finds corrupt while it opens
+/// it is set aside for a new one; nothing looks for other damage, and no other failure counts. Null with errno set.
 Database openDatabase(const DatabaseFile& file);
+
+/// Another file stands at the path by now, or none: what is opened is no longer the store.
+bool hasMoved(sqlite3* database);
 
 /// The system error that tells best why the last call failed.
 int databaseError(sqlite3* database);

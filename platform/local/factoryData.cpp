@@ -16,6 +16,7 @@ constexpr DatabaseFile kFile = {
     .name = "factory.db",
     .schema = "CREATE TABLE IF NOT EXISTS factory(key TEXT PRIMARY KEY, text TEXT NOT NULL) WITHOUT ROWID",
     .durability = "FULL",
+    .firstRead = "SELECT * FROM factory LIMIT 1",
 };
 
 struct FactoryData {
@@ -37,6 +38,9 @@ struct FactoryData {
     static FactoryData* ofThread()
     {
         thread_local std::unique_ptr<FactoryData> opened;
+        if (opened && hasMoved(opened->database.get())) {
+            opened.reset();
+        }
         if (!opened) {
             auto fresh = std::make_unique<FactoryData>();
             if (!fresh->open()) {

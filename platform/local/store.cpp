@@ -17,10 +17,12 @@ namespace {
 constexpr const char* kLeafTable =
     "CREATE TABLE IF NOT EXISTS leaf(path TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID";
 
+constexpr const char* kFirstLeaf = "SELECT * FROM leaf LIMIT 1";
+
 // FULL: an update that returned 0 survives a power cut. OFF: live state, rebuilt after a boot.
 constexpr DatabaseFile kFiles[] = {
-    {.name = "settings.db", .schema = kLeafTable, .durability = "FULL"},
-    {.name = "status.db", .schema = kLeafTable, .durability = "OFF"},
+    {.name = "settings.db", .schema = kLeafTable, .durability = "FULL", .firstRead = kFirstLeaf},
+    {.name = "status.db", .schema = kLeafTable, .durability = "OFF", .firstRead = kFirstLeaf},
 };
 
 }  // namespace
@@ -29,6 +31,10 @@ StoreConnection* StoreConnection::ofThread(Store which)
 {
     thread_local std::unique_ptr<StoreConnection> connections[2];
     auto& connection = connections[static_cast<int>(which)];
+    // Set aside by another program: this one goes on with the file that took its place.
+    if (connection && hasMoved(connection->database_.get())) {
+        connection.reset();
+    }
     if (!connection) {
         std::unique_ptr<StoreConnection> opened(new StoreConnection(which));
         if (!opened->open()) {
