@@ -64,22 +64,6 @@ bool isBusString(std::string_view text)
     return true;
 }
 
-// Started, not yet ready. A negative errno on failure.
-int startBus(sd_bus* bus)
-{
-    int result = sd_bus_set_address(bus, busAddress());
-    if (result >= 0) {
-        result = sd_bus_set_bus_client(bus, 1);
-    }
-    if (result >= 0) {
-        result = sd_bus_negotiate_fds(bus, 0);  // no message of ours carries descriptors
-    }
-    if (result >= 0) {
-        result = sd_bus_set_method_call_timeout(bus, kPatienceUs);
-    }
-    return result >= 0 ? sd_bus_start(bus) : result;
-}
-
 }  // namespace
 
 int failWith(int error)
@@ -95,30 +79,64 @@ std::uint64_t monotonicUs()
     return static_cast<std::uint64_t>(now.tv_sec) * 1'000'000U + static_cast<std::uint64_t>(now.tv_nsec) / 1'000U;
 }
 
-Connection openBus(int stopFd)
+Connection startBus()
 {
-    const std::uint64_t deadline = monotonicUs() + kPatienceUs;
     sd_bus* created = nullptr;
     int result = sd_bus_new(&created);
     Connection bus(created);
     if (result >= 0) {
-        result = startBus(bus.get());
+        result = sd_bus_set_address(created, busAddress());
     }
-    while (result >= 0) {
-        result = sd_bus_process(bus.get(), nullptr);
+    if (result >= 0) {
+        result = sd_bus_set_bus_client(created, 1);
+    }
+    if (result >= 0) {
+        result = sd_bus_negotiate_fds(created, 0);  // no message of ours carries descriptors
+    }
+    if (result >= 0) {
+        result = sd_bus_set_method_call_timeout(created, kPatienceUs);
+    }
+    if (result >= 0) {
+        result = sd_bus_start(created);
+    }
+    if (result < 0) {
+        errno = -result;
+        bus.reset();
+    }
+    return bus;
+}
+
+int awaitBus(sd_bus* bus, std::uint64_t deadlineUs, int stopFd)
+{
+    while (true) {
+        const int result = sd_bus_process(bus, nullptr);
         if (result < 0) {
-            break;
+            return result;
         }
-        if (sd_bus_is_ready(bus.get()) > 0) {
-            return bus;
+        if (sd_bus_is_ready(bus) > 0) {
+            return 0;
         }
         if (result == 0) {
-            const int waited = waitForBus(bus.get(), deadline, stopFd);
-            result = waited > 0 ? 0 : waited == 0 ? -ETIMEDOUT : -errno;
+            const int waited = waitForBus(bus, deadlineUs, stopFd);
+            if (waited <= 0) {
+                return waited == 0 ? -ETIMEDOUT : -errno;
+            }
         }
     }
-    errno = -result;
-    return nullptr;
+}
+
+Connection openBus(int stopFd)
+{
+    Connection bus = startBus();
+    if (!bus) {
+        return nullptr;
+    }
+    const int result = awaitBus(bus.get(), monotonicUs() + kPatienceUs, stopFd);
+    if (result < 0) {
+        bus.reset();
+        errno = -result;
+    }
+    return bus;
 }
 
 int waitForBus(sd_bus* bus, std::uint64_t deadlineUs, int stopFd)

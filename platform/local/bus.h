@@ -42,6 +42,11 @@ std::uint64_t monotonicUs();
 /// up after kPatienceUs, or with ECANCELED when stopFd becomes readable. Null with errno set.
 Connection openBus(int stopFd = -1);
 
+/// The two halves of that. The first does not wait.
+Connection startBus();
+/// 0 once the connection is ready for use, or a negative errno (-ETIMEDOUT: not yet, it may be awaited again).
+int awaitBus(sd_bus* bus, std::uint64_t deadlineUs, int stopFd = -1);
+
 /// Waits until the connection has something to do, stopFd is readable or the time has come. 1, 0 at the deadline, or
 /// -1 with errno set (ECANCELED: stopFd).
 int waitForBus(sd_bus* bus, std::uint64_t deadlineUs, int stopFd = -1);

@@ -1,6 +1,7 @@
 #include "platform/local/threadBus.h"
 
 #include <cerrno>
+#include <utility>
 
 namespace local {
 
@@ -8,6 +9,8 @@ namespace {
 
 constexpr std::uint64_t kRetryUs = 1'000'000;
 constexpr unsigned kUsesBetweenDrains = 16;
+// A bus that has hung once is not waited for so long again.
+constexpr std::uint64_t kGlanceUs = 50'000;
 
 }  // namespace
 
@@ -29,12 +32,31 @@ sd_bus* ThreadBus::connection()
         errno = lastError_;
         return nullptr;
     }
-    bus_ = openBus();
-    if (!bus_) {
-        postpone(errno);
+    const int result = connect();
+    if (result < 0) {
+        postpone(-result);
         errno = lastError_;
     }
     return bus_.get();
+}
+
+int ThreadBus::connect()
+{
+    const std::uint64_t patience = lastError_ == ETIMEDOUT ? kGlanceUs : kPatienceUs;
+    if (!coming_) {
+        coming_ = startBus();
+    }
+    if (!coming_) {
+        return -errno;
+    }
+    const int result = awaitBus(coming_.get(), monotonicUs() + patience);
+    if (result == 0) {
+        bus_ = std::move(coming_);
+        lastError_ = 0;
+    } else if (result != -ETIMEDOUT) {
+        coming_.reset();
+    }
+    return result;
 }
 
 void ThreadBus::drop()

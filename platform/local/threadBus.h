@@ -43,11 +43,14 @@ public:
     void drop();
 
 private:
+    // 0, or a negative errno.
+    int connect();
     // No further attempt within the next second.
     void postpone(int error);
     void drain();
 
     Connection bus_;
+    Connection coming_;  // of a bus that did not answer in time, and may yet
     std::uint64_t nextAttemptUs_ = 0;
     int lastError_ = 0;
     unsigned uses_ = 0;
