@@ -4,6 +4,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <memory>
@@ -124,7 +125,10 @@ struct ConsoleParameter {
     std::int32_t hdbt_parity = 0;
     std::int32_t hdbt_stop = 0;
     PortSlot uart;
-    PortSettings lastTried;  // what `uart` was last opened with, or failed to; changed with the mutex held
+    // Changed with the mutex held; see serial/portKeeper.h.
+    PortSettings lastTried;                           // what `uart` was last opened with, or failed to
+    bool portAway = false;                            // `lastTried` was lost or failed, and is not back
+    std::chrono::steady_clock::time_point nextTry{};  // not before this is it tried again
     FairMutex mutex;
     const char* serialdev = nullptr;
 };

@@ -1,5 +1,6 @@
 #include "core/serviceEndpoints.h"
 
+#include <cerrno>
 #include <cstring>
 #include <string_view>
 
@@ -140,7 +141,9 @@ int rs232zone900XPort(void* /*context*/, lpc_request* request)
     }
     if (params != nullptr) {
         printError("\033[1;31;36m[%s][%d] HHH!!! params=%s\033[0m\n", "RS232zone900XPort", __LINE__, params);
-        uartWriteRaw(bytes.c_str(), bytes.size());
+        if (uartWriteRaw(bytes.c_str(), bytes.size()) == -1 && errno == ETIMEDOUT) {
+            reportSystemError("write");
+        }
     }
     return lpc_request_completed(request);
 }

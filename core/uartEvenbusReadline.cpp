@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <cstdint>
 #include <cstring>
-#include <ctime>
 #include <memory>
 #include <sys/select.h>
 #include <unistd.h>
@@ -25,9 +23,6 @@ constexpr suseconds_t kBurstGapUs = 30'000;
 // Quiet gaps in a row after which a partial line is given up: about three seconds.
 constexpr int kPartialLineGaps = 101;
 
-// How long a device that is away is left alone.
-constexpr std::int64_t kRetryUs = 1'000'000;
-
 // Set by the signal; the loop looks at it at least every 30 ms.
 volatile std::sig_atomic_t g_exitAsked = 0;
 
@@ -38,9 +33,8 @@ struct LoopState {
     LineRouter router;
     ServiceHandle service;
     int idleCount = 0;
-    int linkStatus = 0;          // g_valensLinkStatus as last seen
-    std::int64_t retryAtUs = 0;  // when a lost device is tried again
-    int highestFd = -1;          // never shrinks
+    int linkStatus = 0;  // g_valensLinkStatus as last seen
+    int highestFd = -1;  // never shrinks
 };
 
 // The burst as " %02X" for every byte: whole pairs only, 341 at most.
@@ -60,26 +54,6 @@ void destroyService(ServiceHandle& handle)
     handle = {nullptr, -1};
 }
 
-std::int64_t monotonicUs()
-{
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return std::int64_t{now.tv_sec} * 1'000'000 + now.tv_nsec / 1'000;
-}
-
-// The open port, or null while the device is away; a lost one is tried again every second.
-std::shared_ptr<UartPort> currentPort(LoopState& state) REQUIRES(state.router.record.mutex)
-{
-    ConsoleParameter& record = state.router.record;
-    std::shared_ptr<UartPort> port = record.uart.hold();
-    if (port == nullptr && monotonicUs() >= state.retryAtUs) {
-        retryPort(record);
-        state.retryAtUs = monotonicUs() + kRetryUs;
-        port = record.uart.hold();
-    }
-    return port;
-}
-
 void readPort(LoopState& state, const UartPort& port) REQUIRES(state.router.record.mutex)
 {
     const ssize_t count = ::read(port.fd, state.chunk, sizeof state.chunk);
@@ -88,7 +62,7 @@ void readPort(LoopState& state, const UartPort& port) REQUIRES(state.router.reco
     }
     if (count <= 0) {
         losePort(state.router.record, count < 0 ? errno : 0);
-        state.retryAtUs = monotonicUs() + kRetryUs;
+        state.intake.line.clear();  // what the device goes on with once it is back is not the rest of this line
         return;
     }
     for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
@@ -203,8 +177,8 @@ void runPass(LoopState& state)
     // Held through the select, so that its descriptor cannot become another file's meanwhile.
     std::shared_ptr<UartPort> port;
     {
-        const RecordLock lock(state.router.record.mutex);
-        port = currentPort(state);
+        const RecordLock lock(record.mutex);
+        port = keepPort(record);
         watch(readable, port != nullptr ? port->fd : -1, state.highestFd);
         watch(readable, state.service.fd, state.highestFd);
     }

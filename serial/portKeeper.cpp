@@ -1,17 +1,49 @@
 #include "serial/portKeeper.h"
 
 #include <cstring>
+#include <string_view>
 #include <utility>
 
 #include "platform/support/report.h"
 #include "serial/uart.h"
 
+namespace {
+
+using std::chrono::steady_clock;
+
+// How long a device that is away is left alone.
+constexpr std::chrono::seconds kRetryInterval{1};
+
+void markAway(ConsoleParameter& record)
+{
+    record.portAway = true;
+    record.nextTry = steady_clock::now() + kRetryInterval;
+}
+
+void markBack(ConsoleParameter& record)
+{
+    record.portAway = false;
+    printError("serial device %s is back\n", record.lastTried.path);
+}
+
+}  // namespace
+
 void openPort(ConsoleParameter& record, const PortSettings& settings)
 {
     record.uart.replace(nullptr);  // closed first: some drivers serve one opener at a time
+    const bool wasAway = record.portAway && std::string_view(record.lastTried.path) == settings.path;
     record.lastTried = settings;
-    record.uart.replace(
-        uart_open2(settings.path, settings.speed, settings.dataBits, settings.stopBits, settings.parity, kFlowNone));
+    std::shared_ptr<UartPort> port =
+        uart_open2(settings.path, settings.speed, settings.dataBits, settings.stopBits, settings.parity, kFlowNone);
+    if (port == nullptr) {
+        markAway(record);
+        return;
+    }
+    record.portAway = false;
+    if (wasAway) {
+        markBack(record);
+    }
+    record.uart.replace(std::move(port));
 }
 
 void losePort(ConsoleParameter& record, int error)
@@ -20,15 +52,21 @@ void losePort(ConsoleParameter& record, int error)
     printError("serial device %s is gone: %s\n", record.lastTried.path,
                error != 0 ? strerror_r(error, text, sizeof text) : "hang-up");
     record.uart.replace(nullptr);
+    markAway(record);
 }
 
-void retryPort(ConsoleParameter& record)
+std::shared_ptr<UartPort> keepPort(ConsoleParameter& record)
 {
-    const PortSettings& settings = record.lastTried;
-    std::shared_ptr<UartPort> port = uartOpenQuietly(settings.path, settings.speed, settings.dataBits,
-                                                     settings.stopBits, settings.parity, kFlowNone);
-    if (port != nullptr) {
-        printError("serial device %s is back\n", settings.path);
-        record.uart.replace(std::move(port));
+    if (record.portAway && steady_clock::now() >= record.nextTry) {
+        const PortSettings& settings = record.lastTried;
+        std::shared_ptr<UartPort> port = uartOpenQuietly(settings.path, settings.speed, settings.dataBits,
+                                                         settings.stopBits, settings.parity, kFlowNone);
+        if (port != nullptr) {
+            markBack(record);
+            record.uart.replace(std::move(port));
+        } else {
+            markAway(record);
+        }
     }
+    return record.uart.hold();
 }

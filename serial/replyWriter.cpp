@@ -3,8 +3,6 @@
 #include <cerrno>
 #include <cstdarg>
 #include <memory>
-#include <poll.h>
-#include <unistd.h>
 
 #include "core/consoleParameter.h"
 #include "platform/support/fixedText.h"
@@ -12,19 +10,6 @@
 #include "serial/uart.h"
 
 namespace {
-
-// A text that cannot proceed for this long is given up; the texts behind it then wait no more until there is room.
-constexpr int kPatienceMs = 2'000;
-
-bool waitForRoom(UartPort& port)
-{
-    pollfd descriptor{port.fd, POLLOUT, 0};
-    const int ready = ::poll(&descriptor, 1, port.stalled ? 0 : kPatienceMs);
-    if (ready == 0) {
-        port.stalled = true;
-    }
-    return ready > 0 || (ready < 0 && errno == EINTR);
-}
 
 [[gnu::format(printf, 1, 0)]] int writeFormatted(const char* format, va_list arguments)
 {
@@ -63,20 +48,5 @@ ssize_t uartWriteRaw(const char* bytes, std::size_t length)
         errno = EBADF;
         return -1;
     }
-    std::size_t written = 0;
-    do {
-        const ssize_t count = ::write(port->fd, bytes + written, length - written);
-        if (count >= 0) {
-            written += static_cast<std::size_t>(count);
-            port->stalled = false;
-        } else if (errno == EAGAIN) {
-            if (!waitForRoom(*port)) {
-                errno = ETIMEDOUT;
-                return -1;
-            }
-        } else if (errno != EINTR) {
-            return -1;
-        }
-    } while (written < length);
-    return static_cast<ssize_t>(written);
+    return uartWrite(*port, bytes, length);
 }

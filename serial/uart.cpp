@@ -1,11 +1,13 @@
 #include "serial/uart.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <linux/serial.h>
 #include <new>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -89,12 +91,44 @@ bool tookAllButFraming(int fd, const termios& wanted)
            taken.c_iflag == wanted.c_iflag && taken.c_oflag == wanted.c_oflag && taken.c_lflag == wanted.c_lflag;
 }
 
-ssize_t writeAll(int fd, const char* bytes, int length)
+using std::chrono::steady_clock;
+
+// A text of which nothing went for this long is given up.
+constexpr std::chrono::seconds kPatience{2};
+// A UART's driver calls its line writable only once its buffer is nearly empty, after seconds at a low speed; it takes
+// bytes long before.
+constexpr int kRoomCheckMs = 20;
+
+// False when the time is over. The deadline starts with the first wait after some bytes went.
+bool waitForRoom(UartPort& port, steady_clock::time_point& deadline)
 {
-    return ::write(fd, bytes, static_cast<std::size_t>(length));
+    if (port.stalled) {
+        return false;
+    }
+    const steady_clock::time_point now = steady_clock::now();
+    if (deadline == steady_clock::time_point{}) {
+        deadline = now + kPatience;
+    }
+    if (now >= deadline) {
+        port.stalled = true;
+        return false;
+    }
+    pollfd descriptor{port.fd, POLLOUT, 0};
+    ::poll(&descriptor, 1, kRoomCheckMs);
+    return true;
 }
 
-// Opened blocking, as a device without carrier asks; from then on a far end that stops reading must not stop us.
+// What a far end does not take would be waited for when the port is closed (closing_wait of setserial(8): 30 s) and
+// when it is set up again (TCSADRAIN: for ever).
+void dropUnsent(int fd)
+{
+    int unsent = 0;
+    if (ioctl(fd, TIOCOUTQ, &unsent) == 0 && unsent > 0) {
+        tcflush(fd, TCOFLUSH);
+    }
+}
+
+// A far end that stops reading must not stop us.
 void setNonBlocking(int fd)
 {
     const int flags = fcntl(fd, F_GETFL);
@@ -103,16 +137,19 @@ void setNonBlocking(int fd)
     }
 }
 
-std::shared_ptr<UartPort> openPort(const char* path, int speed, int dataBits, int stopBits, int parity, int flowMode,
-                                   bool report)
+enum class Opening { reported, quiet };
+
+std::shared_ptr<UartPort> openDevice(const char* path, int speed, int dataBits, int stopBits, int parity, int flowMode,
+                                     Opening opening)
 {
+    const bool report = opening == Opening::reported;
     std::shared_ptr<UartPort> port(new (std::nothrow) UartPort);
     if (port == nullptr) {
         return nullptr;
     }
     uartRingReset(*port);
 
-    port->fd = ::open(path, O_RDWR | O_NOCTTY | O_CLOEXEC);
+    port->fd = ::open(path, O_RDWR | O_NOCTTY | O_CLOEXEC | (report ? 0 : O_NONBLOCK));
     if (port->fd < 0) {
         if (report) {
             printOut("[%s] open uart dev %s failed!\r\n", "uart_open2", path);
@@ -160,19 +197,22 @@ std::shared_ptr<UartPort> openPort(const char* path, int speed, int dataBits, in
 UartPort::~UartPort()
 {
     if (fd >= 0) {
+        if (stalled) {
+            dropUnsent(fd);
+        }
         ::close(fd);
     }
 }
 
 std::shared_ptr<UartPort> uart_open2(const char* path, int speed, int dataBits, int stopBits, int parity, int flowMode)
 {
-    return openPort(path, speed, dataBits, stopBits, parity, flowMode, true);
+    return openDevice(path, speed, dataBits, stopBits, parity, flowMode, Opening::reported);
 }
 
 std::shared_ptr<UartPort> uartOpenQuietly(const char* path, int speed, int dataBits, int stopBits, int parity,
                                           int flowMode)
 {
-    return openPort(path, speed, dataBits, stopBits, parity, flowMode, false);
+    return openDevice(path, speed, dataBits, stopBits, parity, flowMode, Opening::quiet);
 }
 
 void uart_close2(std::shared_ptr<UartPort> port)
@@ -196,10 +236,35 @@ int uartRs485Switch(int fd, bool on)
     return 1;
 }
 
+ssize_t uartWrite(UartPort& port, const char* bytes, std::size_t length)
+{
+    const MutexLock whole(port.writing);
+    steady_clock::time_point deadline{};
+    std::size_t written = 0;
+    while (true) {
+        const ssize_t count = ::write(port.fd, bytes + written, length - written);
+        if (count < 0 && errno != EAGAIN && errno != EINTR) {
+            return -1;
+        }
+        if (count > 0) {
+            written += static_cast<std::size_t>(count);
+            port.stalled = false;
+            deadline = {};
+        }
+        if (written == length) {
+            return static_cast<ssize_t>(written);
+        }
+        if (count <= 0 && !waitForRoom(port, deadline)) {
+            errno = ETIMEDOUT;
+            return -1;
+        }
+    }
+}
+
 ssize_t uartWriteHeld(UartPort& port, const char* bytes, int length)
 {
     if (port.held == 0) {
-        return writeAll(port.fd, bytes, length);
+        return uartWrite(port, bytes, static_cast<std::size_t>(length));
     }
     if (length < 0 || port.holdCount > kHoldCapacity - length) {
         return 2;
@@ -222,7 +287,7 @@ ssize_t uartReadFlow(UartPort& port, char* buffer, std::size_t length)
             port.held = 1;
         } else if (buffer[i] == kXon && port.held != 0) {
             port.held = 0;
-            writeAll(port.fd, port.hold, port.holdCount);
+            uartWrite(port, port.hold, static_cast<std::size_t>(port.holdCount));
             port.holdCount = 0;
         }
     }
@@ -231,12 +296,12 @@ ssize_t uartReadFlow(UartPort& port, char* buffer, std::size_t length)
 
 int uartSendXoff(UartPort& port)
 {
-    return writeAll(port.fd, &kXoff, 1) < 0 ? -1 : 0;
+    return uartWrite(port, &kXoff, 1) < 0 ? -1 : 0;
 }
 
 int uartSendXon(UartPort& port)
 {
-    return writeAll(port.fd, &kXon, 1) < 0 ? -1 : 0;
+    return uartWrite(port, &kXon, 1) < 0 ? -1 : 0;
 }
 
 int uartRingReset(UartPort& port)

@@ -9,6 +9,8 @@
 #include <sys/types.h>
 #include <termios.h>
 
+#include "core/consoleParameter.h"
+
 enum FlowMode : int {
     kFlowNone = 0,
     kFlowHardware = 1,  // RTS/CTS
@@ -24,6 +26,7 @@ struct UartPort {
     char hold[kHoldCapacity] = {};     // bytes held back while the far end has sent XOFF
     int held = 0;                      // 1 while XOFF is in force
     int holdCount = 0;                 // bytes in `hold`; wraps to 0 at its end
+    Mutex writing;                     // a text that leaves in several pieces stays whole
     std::atomic<bool> stalled{false};  // the far end took nothing for a whole time-out, and has not since
 
     UartPort() = default;
@@ -37,7 +40,7 @@ struct UartPort {
 /// 2, any other means one. Parity 0 none, 1 odd, any other even. Null after a message when the device fails.
 std::shared_ptr<UartPort> uart_open2(const char* path, int speed, int dataBits, int stopBits, int parity, int flowMode);
 
-/// The same for a device that may be away: without a word when it fails.
+/// The same for a device that may be away: without a word when it fails, and without waiting for a carrier.
 std::shared_ptr<UartPort> uartOpenQuietly(const char* path, int speed, int dataBits, int stopBits, int parity,
                                           int flowMode);
 
@@ -49,6 +52,10 @@ int uart_custom_baudrate(int fd, int speed);
 
 /// Switches the RS-485 transceiver control. 1, or 0 on error.
 int uartRs485Switch(int fd, bool on);
+
+/// Writes all the bytes, waiting for room as long as some go. When none go for 2 s the rest is given up: -1 with
+/// ETIMEDOUT; further texts are then given up at once until the far end takes bytes again. Else length, or -1.
+ssize_t uartWrite(UartPort& port, const char* bytes, std::size_t length);
 
 /// Bytes written, -1 on error, 0 when they went to the hold buffer, 2 when it cannot take them.
 ssize_t uartWriteHeld(UartPort& port, const char* bytes, int length);
