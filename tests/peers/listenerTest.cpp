@@ -63,16 +63,10 @@ void inAProcessOfItsOwn(Body body)
         testing::ExitedWithCode(0), "");
 }
 
+// Never destroyed: its thread does not end before the process does.
 class Listener {
 public:
-    Listener()
-        : thread_([this] {
-              result_ = doListenEventLoop(&console_.get());
-              ended_ = true;
-          })
-    {
-        thread_.detach();
-    }
+    static Listener& start() { return *new Listener; }
 
     void waitUntilSubscribed() const
     {
@@ -87,8 +81,16 @@ public:
     ConsoleRecord& console() { return console_; }
 
 private:
+    Listener()
+        : thread_([this] {
+              doListenEventLoop(&console_.get());
+              ended_ = true;
+          })
+    {
+        thread_.detach();
+    }
+
     ConsoleRecord console_;
-    void* result_ = this;
     std::atomic<bool> ended_{false};
     std::thread thread_;
 };
@@ -151,7 +153,7 @@ unsigned __wrap_sleep(unsigned seconds)
 TEST(Listener, subscribesThirteenTopicsInTheirOrderEachWithItsContext)
 {
     inAProcessOfItsOwn([] {
-        Listener listener;
+        Listener& listener = Listener::start();
         listener.waitUntilSubscribed();
         EXPECT_EQ(recording::subscriptions(), std::vector<std::string>(std::begin(kTopics), std::end(kTopics)));
         const std::vector<void*> contexts = recording::subscriptionContexts();
@@ -198,7 +200,7 @@ TEST(Listener, mayBeStartedAgainAfterAFailedSubscription)
             recording::fail(Fault::subscribe, 1);
             runToItsEnd(console);
         }
-        Listener listener;
+        Listener& listener = Listener::start();
         listener.waitUntilSubscribed();
         recording::deliver("uartProjectorEvent", "PWR");
         waitFor("the projector text", [&] { return listener.console().takeReplies() == "PWR"; });
@@ -228,7 +230,7 @@ TEST(Listener, endsForGoodWhenADeliveryFails)
 {
     inAProcessOfItsOwn([] {
         const OutputFile output;
-        Listener listener;
+        Listener& listener = Listener::start();
         listener.waitUntilSubscribed();
         {
             const CapturedOutput captured(output);
@@ -270,7 +272,7 @@ TEST(Listener, goesOnAfterAnInterruptedPoll)
         const CapturedOutput captured(output);
         g_pollError = EINTR;
         g_pollFailures = 5;
-        Listener listener;
+        Listener& listener = Listener::start();
         listener.waitUntilSubscribed();
         recording::deliver("uartProjectorEvent", "PWR");
         waitFor("the projector text", [&] { return listener.console().takeReplies() == "PWR"; });
@@ -284,7 +286,7 @@ TEST(Listener, goesOnAfterPayloadsThatNoHandlerCanRead)
     inAProcessOfItsOwn([] {
         const OutputFile output;
         const CapturedOutput captured(output);
-        Listener listener;
+        Listener& listener = Listener::start();
         listener.waitUntilSubscribed();
         for (const char* topic : kTopics) {
             recording::deliver(topic, "nonsense");
@@ -303,7 +305,7 @@ TEST(Listener, holdsTheRecordDuringADelivery)
         inAProcessOfItsOwn([role] {
             const OutputFile output;
             const CapturedOutput captured(output);
-            Listener listener;
+            Listener& listener = Listener::start();
             listener.console().get().sourceType = role;
             std::atomic<bool> locked{false};
             std::thread other;

@@ -43,13 +43,29 @@ bool SerialConsole::waitForGap(const std::string& bytes, std::size_t logStart)
         waitFor("a quiet gap", [&] { return gapSeen(logStart); });
         return false;
     }
-    // A CR either still joins the silent burst, which it does not change, or makes a burst that is seen.
+    typeReturnsUntilGap(logStart);
+    return true;
+}
+
+// A CR either still joins a silent burst, which it does not change, or makes a burst that is seen.
+void SerialConsole::typeReturnsUntilGap(std::size_t logStart)
+{
     constexpr std::chrono::milliseconds kFewGaps{100};
     waitFor("the quiet gap of a handshake", [&] {
         line_.type("\r");
         return becomesTrue([&] { return gapSeen(logStart); }, kFewGaps);
     });
-    return true;
+    line_.waitUntilAllRead();
+}
+
+void SerialConsole::endLeftovers()
+{
+    if (internalRole_) {
+        typeReturnsUntilGap(log_.size());
+        passLoop();
+    } else {
+        typeAndSettle("\r");
+    }
 }
 
 bool SerialConsole::typeAndSettle(const std::string& bytes)

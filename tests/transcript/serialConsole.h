@@ -21,6 +21,8 @@ protected:
     /// Types bytes and waits until they have been dealt with, their quiet gap included where it matters. True when
     /// the gap could be seen only by a burst of its own, a single CR.
     bool typeAndSettle(const std::string& bytes);
+    /// Ends a line and a burst that are not this console's own, a handshake's among them.
+    void endLeftovers();
 
     [[nodiscard]] bool internalRole() const { return internalRole_; }
     PseudoTerminal& line() { return line_; }
@@ -29,6 +31,7 @@ protected:
 private:
     bool gapSeen(std::size_t logStart) const;
     bool waitForGap(const std::string& bytes, std::size_t logStart);
+    void typeReturnsUntilGap(std::size_t logStart);
 
     bool internalRole_;
     PseudoTerminal line_;

@@ -125,7 +125,7 @@ public:
         const CapturedOutput captured(log());
         onTheLoop([this] { takeRole(); });
         if (process_.used) {
-            typeAndSettle("\r");  // ends what the scenario before may have left half
+            endLeftovers();  // of the scenario before
         }
         process_.used = true;
         forgetStartUp();
