@@ -65,6 +65,9 @@ struct Answer {
     std::optional<std::string> data;
 };
 
+/// Whether a method can have this name.
+bool isMethodName(const std::string& name);
+
 /// Serves methods (none named: every one) of a service. `answer` may take its time; requests are served one after the
 /// other. Returns 0 once `stopFd` is readable, or -1 with errno set (EEXIST: the name is taken).
 int serveMethods(const std::string& service, const std::vector<std::string>& methods, int stopFd,

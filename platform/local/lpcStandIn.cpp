@@ -6,6 +6,11 @@
 
 namespace local {
 
+bool isMethodName(const std::string& name)
+{
+    return sd_bus_member_name_is_valid(name.c_str()) > 0;
+}
+
 int serveMethods(const std::string& service, const std::vector<std::string>& methods, int stopFd,
                  const std::function<void()>& ready, const std::function<Answer(const Request&)>& answer)
 {
@@ -26,8 +31,8 @@ int serveMethods(const std::string& service, const std::vector<std::string>& met
             const Answer given = answer({.method = std::move(call.method), .params = std::move(call.params)});
             if (given.failed) {
                 refuseCall(received, "The stand-in was told to fail");
-            } else {
-                answerCall(received, given.data);
+            } else if (answerCall(received, given.data) < 0) {
+                refuseCall(received, "The answer cannot be sent");
             }
         }
         // Under a flood, too, a glance at stopFd after each message.

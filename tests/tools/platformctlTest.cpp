@@ -1,7 +1,15 @@
 // platformctl as a shell sees it, on a bus and stores of the test's own.
+#include <algorithm>
+#include <chrono>
+#include <climits>
 #include <csignal>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <memory>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
 
 #include "bench/privateBus.h"
 #include "bench/workspace.h"
@@ -332,6 +340,27 @@ TEST_F(Platformctl, ServesEveryMethodWithoutDataOrWithAnError)
     EXPECT_EQ(silent->awaitEnd(), 0);
 }
 
+TEST_F(Platformctl, ServesTheMethodsAfterTheEndOfOptions)
+{
+    const auto last = started({"lpc", "serve", "one", "first", "--reply", "--", "--", "second"});
+    const auto all = started({"lpc", "serve", "--fail", "--", "two", "only"});
+    expect(R"sh(
+        $ platformctl lpc call one first
+        --
+        $ platformctl lpc call one second
+        --
+        $ platformctl lpc call one third
+        status 1
+        error the service has no such method
+        $ platformctl lpc call two only
+        status 1
+        error answered with an error
+        $ platformctl lpc call two other
+        status 1
+        error the service has no such method
+    )sh");
+}
+
 TEST_F(Platformctl, PrintsARequestBeforeItDelaysAndEndsWhileItDelays)
 {
     const auto serve = started({"lpc", "serve", "slow", "--delay", "600000"});
@@ -351,13 +380,115 @@ TEST_F(Platformctl, AnswersAfterTheDelay)
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(200));
 }
 
+/// A pipe that is read only when the test wants.
+class UnreadPipe {
+public:
+    explicit UnreadPipe(std::string path) : path_(std::move(path))
+    {
+        EXPECT_EQ(mkfifo(path_.c_str(), 0600), 0);
+        // For both directions, so that neither opening waits for another program.
+        fd_.reset(open(path_.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
+        EXPECT_TRUE(fd_);
+    }
+
+    [[nodiscard]] const std::string& path() const { return path_; }
+
+    [[nodiscard]] bool holds(int atLeast) const
+    {
+        return eventually([&] {
+            int bytes = 0;
+            return ioctl(fd_.get(), FIONREAD, &bytes) == 0 && bytes >= atLeast;
+        });
+    }
+
+    [[nodiscard]] bool isFull() const { return holds(fcntl(fd_.get(), F_GETPIPE_SZ) - PIPE_BUF + 1); }
+
+    void discardAll() const
+    {
+        char chunk[4096];
+        while (read(fd_.get(), chunk, sizeof chunk) > 0) {
+        }
+    }
+
+private:
+    template <class Condition>
+    static bool eventually(const Condition& condition)
+    {
+        const auto end = std::chrono::steady_clock::now() + kPatience;
+        while (!condition()) {
+            if (std::chrono::steady_clock::now() > end) {
+                return false;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        return true;
+    }
+
+    std::string path_;
+    UniqueFd fd_;
+};
+
+TEST_F(Platformctl, EndsWhenToldToAlsoWhileNobodyReads)
+{
+    const std::string longText(100'000, 'x');  // more than a pipe takes
+    for (const int signal : {SIGTERM, SIGINT}) {
+        for (const bool serves : {false, true}) {
+            const UnreadPipe pipe(directory_.file("pipe" + std::to_string(signal) + (serves ? "serve" : "watch")));
+            const std::string line = "exec " + kPrograms + "/platformctl " +
+                                     (serves ? "lpc serve peer" : "event watch") + " > " + pipe.path();
+            Program program({"/bin/sh", "-c", line}, environment());
+            ASSERT_TRUE(pipe.holds(1)) << program.error();
+            pipe.discardAll();
+            Program cause(command(serves ? std::vector<std::string>{"lpc", "call", "peer", "x", longText}
+                                         : std::vector<std::string>{"event", "publish", "topic", longText}),
+                          environment());
+            ASSERT_TRUE(pipe.isFull()) << program.error() << cause.error();
+            program.signal(signal);
+            EXPECT_EQ(program.awaitEnd(), 0) << program.error();
+        }
+    }
+}
+
+TEST_F(Platformctl, PrintsLongLinesWholeToASlowReader)
+{
+    const UnreadPipe pipe(directory_.file("pipe"));
+    Program reader({"/bin/sh", "-c", "read go; exec cat " + pipe.path()}, environment());
+    Program watch({"/bin/sh", "-c", "exec " + kPrograms + "/platformctl event watch > " + pipe.path()}, environment());
+    ASSERT_TRUE(pipe.holds(1)) << watch.error();
+    const std::string longText(300'000, 'x');
+    ASSERT_EQ(run(command({"event", "publish", "topic", "-"}), environment(), longText).status, 0);
+    ASSERT_TRUE(pipe.isFull());
+    reader.write("go\n");
+    reader.awaitOutput("publisher\"}\n");
+    EXPECT_EQ(reader.output(),
+              "{\"ready\":true}\n{\"topic\":\"topic\",\"payload\":\"" + longText + "\",\"from\":\"publisher\"}\n");
+}
+
+TEST_F(Platformctl, ServesAgainWhenTheBusIsBack)
+{
+    const auto serve = started({"lpc", "serve", "peer", "--reply", "here"});
+    bus_.process().stop();
+    serve->awaitError("\n");
+    EXPECT_EQ(serve->error(), "platformctl: the bus went away; the service 'peer' is served again once it is back\n");
+    {
+        PrivateBus again(workspace_);
+        serve->awaitError("is back; the service 'peer' is served again\n");
+        EXPECT_EQ(std::count(serve->error().begin(), serve->error().end(), '\n'), 2) << serve->error();
+        expect("$ platformctl lpc call peer x\nhere\n");
+    }
+    serve->awaitError("is back; the service 'peer' is served again\nplatformctl: the bus went away");
+    serve->signal(SIGTERM);
+    EXPECT_EQ(serve->awaitEnd(), 0);
+    EXPECT_EQ(serve->output(), R"({"ready":true}
+{"service":"peer","method":"x","params":null}
+)");
+}
+
 TEST_F(Platformctl, EndsWhenItsBusGoesAway)
 {
     const auto watch = started({"event", "watch"});
-    const auto serve = started({"lpc", "serve", "peer"});
     bus_.process().stop();
     EXPECT_EQ(watch->awaitEnd(), 1);
-    EXPECT_EQ(serve->awaitEnd(), 1);
     expect(R"sh(
         $ platformctl event publish topic
         status 1
@@ -368,6 +499,9 @@ TEST_F(Platformctl, EndsWhenItsBusGoesAway)
         $ platformctl event watch
         status 1
         error event bus
+        $ platformctl lpc serve peer
+        status 1
+        error the service 'peer' cannot be served
     )sh");
 }
 
@@ -380,6 +514,9 @@ TEST_F(Platformctl, TellsWrongUsageFromRefusal)
         $ platformctl settings
         status 2
         error 'settings' is none of config, status, factory, event, lpc
+        $ platformctl '' get x
+        status 2
+        error '' is none of config, status, factory, event, lpc
         $ platformctl config
         status 2
         error config takes one of get, set, update, load, unset, dump
@@ -434,6 +571,24 @@ TEST_F(Platformctl, TellsWrongUsageFromRefusal)
         $ platformctl lpc serve peer --slow
         status 2
         error no option '--slow'
+        $ platformctl lpc serve --
+        status 2
+        error lpc serve takes SERVICE
+        $ platformctl lpc serve peer bad-m
+        status 1
+        error 'bad-m' is no method
+        $ platformctl lpc serve peer ''
+        status 1
+        error '' is no method
+        $ platformctl lpc serve peer -- --fail
+        status 1
+        error '--fail' is no method
+        $ platformctl lpc serve ''
+        status 1
+        error '' is no service
+        $ platformctl lpc serve a.b
+        status 1
+        error 'a.b' is no service
         $ PLATFORM=remote:host platformctl config dump
         status 1
         error PLATFORM names another engine

@@ -2,6 +2,7 @@
 #include <charconv>
 #include <climits>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <poll.h>
@@ -19,6 +20,7 @@ namespace verbs {
 namespace {
 
 constexpr int kAnswerTimeMs = 3000;
+constexpr int kRetryMs = 1000;  // between two attempts to come back to the bus
 constexpr char kReadyLine[] = R"({"ready":true})";
 
 [[noreturn]] void refuse(const std::string& what, int error)
@@ -66,11 +68,43 @@ int milliseconds(const std::string& text)
     return value;
 }
 
+/// One line on standard error that is no failure.
+void note(const std::string& text)
+{
+    std::fprintf(stderr, "platformctl: %s\n", text.c_str());
+}
+
+/// Waits; true when the program was told to end.
+bool stopsWithin(int stopFd, int waitMs)
+{
+    pollfd stopped{.fd = stopFd, .events = POLLIN, .revents = 0};
+    return poll(&stopped, 1, waitMs) > 0;
+}
+
+[[noreturn]] void refuseService(const std::string& service, int error)
+{
+    switch (error) {
+    case EEXIST: throw Refused("the service '" + service + "' is already served by another process");
+    case EINVAL:
+        throw Refused("'" + service + "' is no service; a service is a letter, _ or -, then letters, digits, _ or -");
+    default: refuse("the service '" + service + "' cannot be served", error);
+    }
+}
+
 ServeOptions parseServe(const Words& words)
 {
     ServeOptions options;
     bool named = false;
+    bool optionsEnded = false;
     for (auto word = words.begin(); word != words.end(); ++word) {
+        const auto take = [&] {
+            if (named) {
+                options.methods.push_back(*word);
+            } else {
+                options.service = *word;
+                named = true;
+            }
+        };
         const auto value = [&](const std::string& option) -> std::optional<std::string> {
             if (word->starts_with(option + "=")) {
                 return word->substr(option.size() + 1);
@@ -84,7 +118,11 @@ ServeOptions parseServe(const Words& words)
             }
             return *++word;
         };
-        if (const auto text = value("--reply")) {
+        if (optionsEnded) {
+            take();
+        } else if (*word == "--") {
+            optionsEnded = true;
+        } else if (const auto text = value("--reply")) {
             options.answer.data = *text;
         } else if (const auto delay = value("--delay")) {
             options.delayMs = milliseconds(*delay);
@@ -92,15 +130,18 @@ ServeOptions parseServe(const Words& words)
             options.answer.failed = true;
         } else if (word->starts_with("-")) {
             throw WrongUsage("lpc serve has no option '" + *word + "'; it takes --reply TEXT, --fail and --delay MS");
-        } else if (!named) {
-            options.service = *word;
-            named = true;
         } else {
-            options.methods.push_back(*word);
+            take();
         }
     }
     if (!named) {
         throw WrongUsage("lpc serve takes SERVICE [METHOD...] [--reply TEXT] [--fail] [--delay MS]");
+    }
+    for (const std::string& method : options.methods) {
+        if (!local::isMethodName(method)) {
+            throw Refused("'" + method +
+                          "' is no method; a method is a letter or _, then letters, digits or _, at most 255");
+        }
     }
     return options;
 }
@@ -128,10 +169,11 @@ void publishEvent(const Words& words)
 void watchEvents(const Words& words)
 {
     const UniqueFd stop = stopDescriptor({SIGTERM, SIGINT});
-    const auto ready = [] { printLine(kReadyLine); };
-    const auto print = [](const local::Event& event) {
-        printLine(printableJson("{\"topic\":" + jsonString(event.topic) + ",\"payload\":" + textOrNull(event.payload) +
-                                ",\"from\":" + jsonString(event.from) + "}"));
+    const LineOutput output(stop.get());
+    const auto ready = [&] { output.print(kReadyLine); };
+    const auto print = [&](const local::Event& event) {
+        output.print(printableJson("{\"topic\":" + jsonString(event.topic) + ",\"payload\":" +
+                                   textOrNull(event.payload) + ",\"from\":" + jsonString(event.from) + "}"));
     };
     if (local::watchEvents(words, stop.get(), ready, print) != 0) {
         const int error = errno;
@@ -162,22 +204,37 @@ void serveMethods(const Words& words)
 {
     const ServeOptions options = parseServe(words);
     const UniqueFd stop = stopDescriptor({SIGTERM, SIGINT});
-    const auto ready = [] { printLine(kReadyLine); };
+    const LineOutput output(stop.get());
+    bool ever = false;
+    bool serving = false;
+    const auto ready = [&] {
+        if (ever) {
+            note("the bus is back; the service '" + options.service + "' is served again");
+        } else {
+            output.print(kReadyLine);
+        }
+        ever = serving = true;
+    };
     const auto answer = [&](const local::Request& request) {
-        printLine(printableJson("{\"service\":" + jsonString(options.service) + ",\"method\":" +
-                                jsonString(request.method) + ",\"params\":" + textOrNull(request.params) + "}"));
+        output.print(printableJson("{\"service\":" + jsonString(options.service) + ",\"method\":" +
+                                   jsonString(request.method) + ",\"params\":" + textOrNull(request.params) + "}"));
         if (options.delayMs > 0) {
-            pollfd stopped{.fd = stop.get(), .events = POLLIN, .revents = 0};
-            poll(&stopped, 1, options.delayMs);  // cut short when the service is told to end
+            stopsWithin(stop.get(), options.delayMs);  // cut short when the service is told to end
         }
         return options.answer;
     };
-    if (local::serveMethods(options.service, options.methods, stop.get(), ready, answer) != 0) {
+    while (local::serveMethods(options.service, options.methods, stop.get(), ready, answer) != 0) {
         const int error = errno;
-        if (error == EEXIST) {
-            throw Refused("the service '" + options.service + "' is already served by another process");
+        if (!ever) {
+            refuseService(options.service, error);
         }
-        refuse("the service '" + options.service + "' cannot be served", error);
+        if (serving) {
+            note("the bus went away; the service '" + options.service + "' is served again once it is back");
+            serving = false;
+        }
+        if (stopsWithin(stop.get(), kRetryMs)) {
+            break;
+        }
     }
 }
 

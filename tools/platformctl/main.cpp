@@ -34,7 +34,7 @@ or SIGINT. In JSON, bytes that are no UTF-8 stand as \udc80 to \udcff; set, upda
 Words after PATH, KEY, TOPIC, SERVICE and METHOD are never taken for options, save those of serve; -- ends options.
 
 serve answers METHODs (none named: every one): --reply TEXT is the data sent back, --fail answers with an error,
---delay MS waits that many milliseconds first.
+--delay MS waits that many milliseconds first. It serves again when a bus that went away is back; watch ends with 1.
 
 Environment: PLATFORM=local:DIR names the place of the stores (default local:/var/lib/receiver);
 DBUS_SESSION_BUS_ADDRESS names the bus (unset: the system bus).
@@ -109,7 +109,7 @@ std::string names(std::string_view group = {})
 
 const Verb& findVerb(const std::string& group, Arguments words)
 {
-    if (names(group).empty()) {
+    if (group.empty() || names(group).empty()) {
         throw WrongUsage("'" + group + "' is none of " + names() + "; see platformctl --help");
     }
     if (words.empty()) {
@@ -139,16 +139,17 @@ void run(Arguments words)
     }
     const Verb& verb = findVerb(group, words.subspan(1));
     words = words.subspan(2);
-    // Only the first word can be an option: what follows a PATH or a TOPIC is never taken for one.
+    // Only the first word can be an option: what follows a PATH or a TOPIC is never taken for one. serve sorts its own.
     const std::string_view first = words.empty() ? "" : words[0];
     if (asksForHelp(first)) {
         std::fputs(kHelp, stdout);
         return;
     }
     const std::string use = "platformctl " + group + " " + verb.name + " " + verb.operands;
-    if (first == "--") {
+    const bool takesOptions = verb.run == verbs::serveMethods;
+    if (first == "--" && !takesOptions) {
         words = words.subspan(1);
-    } else if (first.starts_with("-") && first != "-" && verb.run != verbs::serveMethods) {
+    } else if (first.starts_with("-") && first != "-" && !takesOptions) {
         throw WrongUsage("no option '" + std::string(first) + "' here; -- before it makes it a word: " + use);
     }
     if (words.size() < verb.least) {
