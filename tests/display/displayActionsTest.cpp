@@ -2,12 +2,38 @@
 #include "display/displayActions.h"
 
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
+#include "platform/lpc.h"
+#include "platform/store.h"
 #include "platform/support/jsonTemplate.h"
 #include "support/capturedReplies.h"
 #include "support/recordingPlatform.h"
+
+namespace {
+
+// What was called and stored, in order; see the link options.
+std::vector<std::string> g_steps;
+
+}  // namespace
+
+extern "C" {
+int __real_lpc_proxy_call(const char* service, const char* method, const char* params);
+int __wrap_lpc_proxy_call(const char* service, const char* method, const char* params)
+{
+    g_steps.push_back(std::string("call ") + service + " " + method + " " + params);
+    return __real_lpc_proxy_call(service, method, params);
+}
+
+int __real_user_config_update(const char* document);
+int __wrap_user_config_update(const char* document)
+{
+    g_steps.push_back(std::string("store ") + document);
+    return __real_user_config_update(document);
+}
+}
 
 namespace {
 
@@ -19,7 +45,11 @@ constexpr int kOther = 2;
 
 class DisplayActions : public testing::Test {
 protected:
-    DisplayActions() { recording::reset(); }
+    DisplayActions()
+    {
+        recording::reset();
+        g_steps.clear();
+    }
 
     static void give(const char* path, const std::string& text)
     {
@@ -144,6 +174,16 @@ TEST_F(DisplayActions, WithoutAControlTypeMuteFailsAfterItsAnswer)
               "DispBtn {\"control\":{\"displayControl\":{\"output1\":{\"buttonControl\":{\"power\":\"\"}}}}}\r\n");
     EXPECT_EQ(press("mute", kEvent), 255);
     EXPECT_EQ(replies(), "");
+}
+
+TEST_F(DisplayActions, AToggleCallsTheMicrocontrollerBeforeItStores)
+{
+    give(kControlType, "cec");
+    give(kPower, "on");
+    press("tog", kConsole);
+    EXPECT_EQ(g_steps,
+              (Texts{"call intermcud TrigCEC off",
+                     R"(store {"control":{"displayControl":{"output1":{"buttonControl":{"power":"off"}}}}})"}));
 }
 
 TEST_F(DisplayActions, FailuresAreLoggedOnlyAtTheirLevel)
