@@ -96,6 +96,8 @@ Opening tryToOpen(const std::string& path, const DatabaseFile& file)
     if (!database) {
         return {.database = nullptr, .error = ENOMEM};
     }
+    // A connection that closes last removes the -wal; that of a corrupt file is kept with it.
+    sqlite3_db_config(opened, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     sqlite3_busy_timeout(opened, static_cast<int>(kWriterPatience.count()));
     const std::string durability = std::string("PRAGMA synchronous=") + file.durability;
     if (sqlite3_errcode(opened) != SQLITE_OK || !switchToWriteAheadLog(opened) ||
@@ -105,6 +107,7 @@ Opening tryToOpen(const std::string& path, const DatabaseFile& file)
                 .error = databaseError(opened),
                 .corrupt = reason == SQLITE_CORRUPT || reason == SQLITE_NOTADB};
     }
+    sqlite3_db_config(opened, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
     return {.database = std::move(database)};
 }
 

@@ -61,12 +61,14 @@ public:
     bool hasSeen(const std::string& topic, const std::optional<std::string>& payload);
     void waitForEvent(const std::string& topic, const std::optional<std::string>& payload);
 
-    /// The bus goes away.
+    /// The bus goes away; the peers and the watcher end.
     void stopBus();
+    /// It runs again, at the same place.
+    void startBus();
+    [[nodiscard]] ChildProcess& bus() { return *bus_; }
 
 private:
     class Stop;
-    void startBus();
     void serve(const std::string& service);
     void watch();
     local::Answer answer(const std::string& service, const local::Request& request);
