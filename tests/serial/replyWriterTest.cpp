@@ -1,15 +1,18 @@
 // Replies and pass-through bytes on their way to the port.
+#include <algorithm>
 #include <cerrno>
 #include <string>
 #include <thread>
 
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include "serial/replyWriter.h"
 #include "serial/uart.h"
 #include "support/consoleRecord.h"
+#include "support/pseudoTerminal.h"
 #include "support/waiting.h"
 
 namespace {
@@ -80,6 +83,43 @@ TEST_F(ReplyWriter, waitsForAFarEndThatReadsSlowly)
     writer.join();
 }
 
+// A driver with a full buffer calls itself writable only once it is nearly empty; this far end never gets there.
+TEST_F(ReplyWriter, keepsOnWithALineThatTakesALittleNowAndThen)
+{
+    fillPort();
+    pollfd port{console_.get().uart.hold()->fd, POLLOUT, 0};
+    std::thread writer([] { EXPECT_EQ(uartReply("late\r\n"), 1); });
+    char little[4096];
+    EXPECT_GT(::read(console_.farEnd(), little, sizeof little), 0);
+    EXPECT_EQ(::poll(&port, 1, 0), 0);
+    writer.join();
+    EXPECT_TRUE(console_.takeReplies().ends_with("late\r\n"));
+}
+
+// The loop and the listener may write at the same time; each text goes in several pieces when there is little room.
+TEST_F(ReplyWriter, keepsTextsOfTwoThreadsApart)
+{
+    PseudoTerminal line;
+    console_.get().uart.replace(uart_open2(line.device().c_str(), 9600, 8, 1, 0, kFlowNone));
+    fillPort();
+    const std::string one(9'000, 'a');
+    const std::string other(9'000, 'b');
+    std::thread writerOfOne([&] { EXPECT_EQ(uartReply("%s", one.c_str()), 1); });
+    std::thread writerOfOther([&] { EXPECT_EQ(uartReply("%s", other.c_str()), 1); });
+    std::string seen;
+    char little[500];
+    const auto count = [&](char of) { return std::count(seen.begin(), seen.end(), of); };
+    EXPECT_TRUE(becomesTrue([&] {
+        const ssize_t length = ::read(line.fd(), little, sizeof little);
+        seen.append(little, length > 0 ? static_cast<std::size_t>(length) : 0);
+        return count('a') + count('b') == 18'000;
+    }));
+    writerOfOne.join();
+    writerOfOther.join();
+    const std::string texts = seen.substr(seen.find_first_of("ab"));
+    EXPECT_TRUE(texts == one + other || texts == other + one);
+}
+
 // The pause is under test: a far end that reads nothing costs two seconds once, not for each reply.
 TEST_F(ReplyWriter, givesAFarEndUpThatReadsNothingAndComesBackToIt)
 {
@@ -95,6 +135,39 @@ TEST_F(ReplyWriter, givesAFarEndUpThatReadsNothingAndComesBackToIt)
     EXPECT_EQ(console_.takeReplies().find("lost"), std::string::npos);
     uartReply("back\r\n");
     EXPECT_EQ(console_.takeReplies(), "back\r\n");
+    // It is waited for again. A machine so busy that the pause takes half the patience does not count.
+    waitFor("a short pause", [&] {
+        fillPort();
+        const auto filled = std::chrono::steady_clock::now();
+        std::thread writer([] { EXPECT_EQ(uartReply("late\r\n"), 1); });
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));  // the pause is under test
+        std::string seen = console_.takeReplies();
+        const bool inTime = std::chrono::steady_clock::now() - filled < std::chrono::seconds(1);
+        writer.join();
+        seen += console_.takeReplies();
+        EXPECT_TRUE(!inTime || seen.ends_with("late\r\n"));
+        return inTime;
+    });
+}
+
+// A reader at the far end never sees half a reply where one write can take it all.
+TEST_F(ReplyWriter, writesEachTextInOnePiece)
+{
+    int ends[2];
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends), 0);
+    const UniqueFd farEnd(ends[1]);
+    auto port = std::make_shared<UartPort>();
+    port->fd = ends[0];
+    console_.get().uart.replace(std::move(port));
+    const std::string line(4'000, 'x');
+    uartReply("%s %s\r\n", "Command", line.c_str());
+    uartPassThrough("%s", line.c_str());
+    uartWriteRaw(line.data(), line.size());
+    std::string piece(8'192, '\0');
+    for (const std::string& text : {"Command " + line + "\r\n", line, line}) {
+        const ssize_t count = ::read(farEnd.get(), piece.data(), piece.size());
+        EXPECT_EQ(piece.substr(0, count > 0 ? static_cast<std::size_t>(count) : 0), text);
+    }
 }
 
 // The port may be replaced while it is written to: whoever writes keeps it open until it is done.
