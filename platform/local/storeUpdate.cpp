@@ -46,6 +46,9 @@ bool collect(json_object* branch, const std::string& prefix, Changes& changes)
         json_object* value = json_object_iter_peek_value(&member);
         const std::string path = prefix.empty() ? std::string(key) : prefix + '.' + key;
         if (json_object_is_type(value, json_type_object) == 0) {
+            if (!normaliseNumbers(value)) {
+                return false;
+            }
             changes.leaves.push_back({.path = path, .text = std::string(jsonText(value)), .value = value});
         } else if (json_object_object_length(value) == 0) {
             changes.emptyBranches.push_back(path);

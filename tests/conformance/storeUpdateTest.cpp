@@ -60,6 +60,30 @@ TEST_P(StoreUpdate, WhatIsNoDocumentIsRefused)
     }
 }
 
+TEST_P(StoreUpdate, NumbersThatJsonDoesNotHaveAreRefused)
+{
+    ASSERT_EQ(store.update(R"({"a":{"b":1}})"), 0);
+    for (const char* value : {"NaN", "nan", "Infinity", "-Infinity", "[1,NaN]", R"([{"c":[-Infinity]}])", "-.5e999"}) {
+        expectRefused(std::string(R"({"a":{"c":2,"b":)") + value + "}}");
+        EXPECT_EQ(errno, EINVAL) << value;
+    }
+}
+
+TEST_P(StoreUpdate, ANumberReadsBackAsJsonHoweverItWasWritten)
+{
+    Listener listener({topic("a")});
+    for (const auto& [written, read] : {std::pair("1.", "1.0"), std::pair("-.5", "-0.5"), std::pair("01.5", "1.5"),
+                                        std::pair("[00.25,{\"c\":2.e1}]", "[0.25,{\"c\":20.0}]"),
+                                        std::pair("1.50", "1.50"), std::pair("1E+2", "1E+2"), std::pair("007", "7")}) {
+        const std::string stored = std::string(R"({"a":{"b":)") + read + "}}";
+        ASSERT_EQ(store.update((std::string(R"({"a":{"b":)") + written + "}}").c_str()), 0) << written;
+        EXPECT_EQ(store.tree(R"({"a":{"b":0}})"), stored);
+        EXPECT_EQ(listener.next(), (Event{topic("a"), stored}));
+        ASSERT_EQ(store.update(R"({"a":{"b":null}})"), 0);
+        listener.next();
+    }
+}
+
 TEST_P(StoreUpdate, EmptyAndDottedKeysAreRefused)
 {
     ASSERT_EQ(store.update(R"({"a":{"b":1}})"), 0);

@@ -141,6 +141,9 @@ TEST_F(Platformctl, MergesDocumentsAndRefusesBadOnes)
         $ platformctl config update '{"a":'
         status 1
         error the document
+        $ platformctl config update '{"a":{"b":NaN,"c":[-Infinity]}}'
+        status 1
+        error the document
         $ platformctl config update '{"a":1}'
         status 1
         error the document
