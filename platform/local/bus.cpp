@@ -218,6 +218,9 @@ int appendText(sd_bus_message* message, std::optional<std::string_view> text)
     if (!text) {
         return 0;
     }
+    if (text->size() > kMaxText) {
+        return -EMSGSIZE;
+    }
     if (isBusString(*text)) {
         return sd_bus_message_append_basic(message, 's', std::string(*text).c_str());
     }

@@ -2,6 +2,7 @@
 // payloads, arguments and answers ("texts") to message bodies.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -64,7 +65,12 @@ bool isDisconnection(int negativeErrno);
 /// The message by which the library tells that the connection is lost.
 bool isDisconnection(sd_bus_message* message);
 
-/// Nothing for a null text, "s" for valid UTF-8 without zero bytes, else "ay". A negative errno on failure.
+/// The longest text. A bus daemon without a limit of its own takes messages of 32 MiB and drops the connection that
+/// sends a longer one; the rest is for the header, whose names have at most 255 bytes each.
+inline constexpr std::size_t kMaxText = 32U * 1024 * 1024 - 4096;
+
+/// Nothing for a null text, "s" for valid UTF-8 without zero bytes, else "ay". A negative errno on failure, -EMSGSIZE
+/// for a text that is too long.
 int appendText(sd_bus_message* message, std::optional<std::string_view> text);
 /// The reverse. False for a body that is no text.
 bool readText(sd_bus_message* message, Text& text);

@@ -118,6 +118,65 @@ TEST_F(LocalBus, EventsAreSignalsThatTellTheirPublisher)
                                         "/receiver/status aStatusConfigChanged (s)"}));
 }
 
+// What a bus daemon without limits of its own takes in one message, less what a header may need.
+constexpr std::size_t kLongestText = 32U * 1024 * 1024 - 4096;
+
+TEST_F(LocalBus, ATextThatTheBusWouldNotTakeIsRefusedBeforeItIsSent)
+{
+    const std::string longestName(200, 't');
+    Listener listener({longestName, "topic"});
+    // Both forms of a text, as UTF-8 and as bytes.
+    for (const char filling : {'x', '\xff'}) {
+        const std::string longest(kLongestText, filling);
+        errno = 0;
+        EXPECT_NE(eventbus_publish("topic", (longest + 'x').c_str()), 0);
+        EXPECT_EQ(errno, EMSGSIZE);
+        ASSERT_EQ(eventbus_publish(longestName.c_str(), longest.c_str()), 0);
+        ASSERT_EQ(eventbus_publish("topic", "short"), 0);
+        // Compared here, so that a failure does not print the text.
+        const auto arrived = listener.next();
+        EXPECT_TRUE(arrived == (Event{longestName, longest}));
+        EXPECT_EQ(listener.next(), (Event{"topic", "short"}));
+    }
+}
+
+TEST_F(LocalBus, AnUpdateThatIsTooLongToAnnounceIsStored)
+{
+    Listener listener({"aUserConfigChanged"});
+    ASSERT_EQ(user_config_update((R"({"a":{"b":")" + std::string(kLongestText, 'x') + "\"}}").c_str()), 0);
+    ASSERT_EQ(user_config_update(R"({"a":{"c":1}})"), 0);
+    EXPECT_EQ(listener.next(), (Event{"aUserConfigChanged", R"({"a":{"c":1}})"}));
+    EXPECT_EQ(kSettings.text(R"({"a":{"b":""}})").value_or("").size(), kLongestText);
+}
+
+TEST_F(LocalBus, AnArgumentOrAnAnswerThatTheBusWouldNotTakeIsRefused)
+{
+    const StopFlag stop;
+    std::atomic<bool> ready = false;
+    std::thread server([&] {
+        EXPECT_EQ(local::serveMethods(
+                      "standIn", {}, stop.fd(), [&] { ready = true; },
+                      [](const local::Request& request) {
+                          const std::size_t more = request.method == "tooLong" ? 1 : 0;
+                          return local::Answer{.failed = false, .data = std::string(kLongestText + more, 'x')};
+                      }),
+                  0);
+    });
+    ASSERT_TRUE(eventually([&] { return ready.load(); }));
+    errno = 0;
+    EXPECT_NE(lpc_proxy_call("standIn", "any", std::string(kLongestText + 1, 'x').c_str()), 0);
+    EXPECT_EQ(errno, EMSGSIZE);
+    lpc_completion* completion = lpc_proxy_call_with_reply("standIn", "any", nullptr);
+    ASSERT_EQ(lpc_completion_wait(completion, 19'000), 0);
+    EXPECT_EQ(std::string(lpc_completion_data(completion)).size(), kLongestText);
+    lpc_completion_destroy(completion);
+    errno = 0;
+    EXPECT_NE(lpc_proxy_call("standIn", "tooLong", nullptr), 0);
+    EXPECT_EQ(errno, EIO);
+    stop.raise();
+    server.join();
+}
+
 TEST_F(LocalBus, EventsOfOtherProgramsAreTaken)
 {
     const Client client;
