@@ -474,6 +474,34 @@ TEST_F(Bench, EndsWhenADaemonDies)
     expectAllGone();
 }
 
+TEST_F(Bench, StopsAScriptWhenTheConsolesPortIsGone)
+{
+    Program bench(command(), {});
+    bench.write("Blink sta\n");
+    bench.awaitOutput("Blink off\r\n");
+    EXPECT_EQ(platformctl({"lpc", "call", "lpcExampledNoUse", "UartReset"}).status, 0);
+    bench.write("Blink on\nBlink sta\n");
+    EXPECT_EQ(bench.awaitEnd(), 1);
+    EXPECT_EQ(bench.output(), "Blink off\r\n");
+    const auto lines = linesOf(bench.error());
+    EXPECT_NE(lines.back().find("receiver-bench: the console's port is gone"), std::string::npos) << bench.error();
+    EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                            [](const auto& line) { return line.starts_with("receiver-bench: "); }),
+              2)
+        << bench.error();
+    expectAllGone();
+}
+
+TEST_F(Bench, LeavesTheTerminalWhenTheConsolesPortIsGone)
+{
+    const auto bench = atTerminal();
+    EXPECT_EQ(platformctl({"lpc", "call", "lpcExampledNoUse", "UartReset"}).status, 0);
+    bench->write("Blink sta\n");
+    EXPECT_EQ(bench->awaitEnd(), 1);
+    EXPECT_NE(bench->error().find("receiver-bench: the console's port is gone"), std::string::npos) << bench->error();
+    expectAllGone();
+}
+
 TEST_F(Bench, ExplainsItself)
 {
     const Result help = run({kBench, "--help"}, {});

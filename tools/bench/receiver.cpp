@@ -42,6 +42,7 @@ constexpr int kCallTimeMs = 2'500;  // one call; shorter than the engine's own p
 constexpr int kMarkAgainMs = 100;   // a mark published before the listener subscribed is lost
 constexpr int kQuietGapMs = 30;     // the loop's time-out, which ends a burst
 constexpr int kWakesInAGap = 5;     // one before the gap, one after it, and some for locks and files
+constexpr int kPortLooks = 3;       // a port that is opened anew may be missed by one look, not by all of them
 
 class Deadline {
 public:
@@ -86,6 +87,20 @@ long timesWaited(pid_t pid)
         }
     }
     return -1;
+}
+
+/// Whether the process has the device open; true when that cannot be told.
+bool hasOpen(pid_t pid, const std::string& device)
+{
+    std::error_code failure;
+    fs::directory_iterator entry("/proc/" + std::to_string(pid) + "/fd", failure);
+    for (; !failure && entry != fs::directory_iterator(); entry.increment(failure)) {
+        std::error_code closed;
+        if (fs::read_symlink(entry->path(), closed) == device) {
+            return true;
+        }
+    }
+    return static_cast<bool>(failure);
 }
 
 std::ptrdiff_t threadCount(pid_t pid)
@@ -256,12 +271,37 @@ void Receiver::awaitListeners()
     externalListens_ = listens(external_);
 }
 
+bool Receiver::typedIsWaiting() const
+{
+    return !outgoing_.empty() || !external_.port->consumed();
+}
+
+// The daemon closes and opens its port in one go before it serves its next call, so that each call between two looks
+// rules out that both fell into the same opening.
+void Receiver::checkConsolePort()
+{
+    const std::string& device = external_.port->device();
+    for (int look = 0; look < kPortLooks; ++look) {
+        if (hasOpen(external_.process->pid(), device) ||
+            !callServed(kExternalService, kExternalMethod, kExternalText, [this] { attend(0); })) {
+            return;
+        }
+    }
+    throw Refused("the console's port is gone: externalComd no longer has " + device +
+                  " open (UartReset makes it open the board's /dev/ttyS6 instead)");
+}
+
 bool Receiver::settle()
 {
     const Deadline deadline(kCommandTimeMs);
-    while (!outgoing_.empty() || !external_.port->consumed()) {
+    Deadline look(kPortTimeMs);
+    while (typedIsWaiting()) {
         if (deadline.passed()) {
             return false;
+        }
+        if (look.passed()) {
+            checkConsolePort();
+            look = Deadline(kPortTimeMs);
         }
         attend(1);
     }
@@ -299,10 +339,15 @@ bool Receiver::settleListener()
     }
     publishMark();
     const Deadline deadline(kCommandTimeMs);
+    Deadline look(kPortTimeMs);
     while (!external_.marks.arrived()) {
         if (deadline.passed()) {
             externalListens_ = false;
             return false;
+        }
+        if (look.passed()) {
+            checkConsolePort();  // marks come through it
+            look = Deadline(kPortTimeMs);
         }
         attend(kSliceMs);
     }

@@ -45,6 +45,11 @@ public:
     /// read from `input`, which it tells.
     bool attend(int milliseconds, int input = -1);
 
+    /// Whether something typed is not yet read by the external daemon.
+    [[nodiscard]] bool typedIsWaiting() const;
+    /// Throws Refused when the external daemon no longer has its port open: then no line reaches it any more.
+    void checkConsolePort();
+
     /// Attends until the external daemon has read all that was typed and has done its work, so that every reply has
     /// reached the sink. False when that took too long.
     bool settle();

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <unistd.h>
 
+#include "bench/limits.h"
 #include "bench/lineSplitter.h"
 #include "bench/notes.h"
 #include "support/failure.h"
@@ -69,7 +70,11 @@ void eachLine(Receiver& receiver, const Take& take)
         while (const auto line = lines.next()) {
             take(*line);
         }
-        while (!receiver.attend(-1, STDIN_FILENO)) {
+        // While something is unread its port may be gone; else there is nothing to wait for but the input.
+        while (!receiver.attend(receiver.typedIsWaiting() ? kPortTimeMs : -1, STDIN_FILENO)) {
+            if (receiver.typedIsWaiting()) {
+                receiver.checkConsolePort();
+            }
         }
         const auto bytes = readInput();
         if (!bytes) {
