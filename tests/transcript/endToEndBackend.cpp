@@ -177,12 +177,14 @@ private:
         bool ownSkipped = step.kind != Step::Kind::publish;
         for (const local::Event& event : device_.takeEvents()) {
             const bool marker = event.topic == kMarkerTopic && event.payload.value_or("").starts_with("marker ");
-            const bool bareReturn = extraBurst && event.topic == kBurstTopic && event.payload == kBareReturnBurst;
             const bool own = !ownSkipped && event.topic == step.name && event.payload == step.text;
             ownSkipped = ownSkipped || own;
-            if (!marker && !bareReturn && !own) {
+            if (!marker && !own) {
                 seen.events.push_back({std::string(event.from), event.topic, event.payload});
             }
+        }
+        if (extraBurst) {
+            std::erase_if(seen.events, isBurstOfReturns);
         }
         for (auto& [service, method, params] : device_.takeCalls()) {
             seen.calls.push_back({service, method, params});

@@ -11,7 +11,8 @@ constexpr std::string_view kWokenLine = "select success!";
 // The last of the lines that the loop prints at a quiet gap about a burst that is not part of a handshake.
 constexpr std::string_view kGapLine = "totalLenFor900X=";
 
-// A burst that holds a whole handshake or a failure of one passes its gap without a word.
+}  // namespace
+
 bool isSilentBurst(const std::string& bytes)
 {
     for (std::size_t at = 0; at < bytes.size(); ++at) {
@@ -27,7 +28,15 @@ bool isSilentBurst(const std::string& bytes)
     return false;
 }
 
-}  // namespace
+bool isBurstOfReturns(const Event& event)
+{
+    std::string_view rest = event.topic == "recvHDBTSendTo9001" && event.payload ? *event.payload : "";
+    const bool any = !rest.empty();
+    while (rest.starts_with(" 0D")) {
+        rest.remove_prefix(3);
+    }
+    return any && rest.empty();
+}
 
 // Only the gap behind the bytes counts, not one before they were read.
 bool SerialConsole::gapSeen(std::size_t logStart) const
@@ -35,16 +44,6 @@ bool SerialConsole::gapSeen(std::size_t logStart) const
     const std::string text = log_.from(logStart);
     const std::size_t woken = text.find(kWokenLine);
     return woken != std::string::npos && text.find(kGapLine, woken) != std::string::npos;
-}
-
-bool SerialConsole::waitForGap(const std::string& bytes, std::size_t logStart)
-{
-    if (!isSilentBurst(bytes)) {
-        waitFor("a quiet gap", [&] { return gapSeen(logStart); });
-        return false;
-    }
-    typeReturnsUntilGap(logStart);
-    return true;
 }
 
 // A CR either still joins a silent burst, which it does not change, or makes a burst that is seen.
@@ -58,19 +57,19 @@ void SerialConsole::typeReturnsUntilGap(std::size_t logStart)
     line_.waitUntilAllRead();
 }
 
-void SerialConsole::endLeftovers()
+void SerialConsole::endBurst()
 {
-    if (internalRole_) {
-        typeReturnsUntilGap(log_.size());
-        passLoop();
-    } else {
-        typeAndSettle("\r");
-    }
+    typeReturnsUntilGap(log_.size());
+    passLoop();
+    openBurst_.clear();
 }
 
 bool SerialConsole::typeAndSettle(const std::string& bytes)
 {
     const std::size_t logStart = log_.size();
+    // Steps without a wait between them may or may not have become one burst.
+    const bool maybeSilent = isSilentBurst(openBurst_ + bytes) || isSilentBurst(bytes);
+    openBurst_ += bytes;
     line_.type(bytes);
     line_.waitUntilAllRead();
     passLoop();
@@ -78,9 +77,14 @@ bool SerialConsole::typeAndSettle(const std::string& bytes)
     if (!gapMatters || bytes.empty()) {
         return false;
     }
-    const bool extraBurst = waitForGap(bytes, logStart);
+    if (maybeSilent) {
+        typeReturnsUntilGap(logStart);
+    } else {
+        waitFor("a quiet gap", [&] { return gapSeen(logStart); });
+    }
     passLoop();
-    return extraBurst;
+    openBurst_.clear();
+    return maybeSilent;
 }
 
 }  // namespace transcript

@@ -19,10 +19,12 @@ protected:
     virtual void passListener() = 0;
 
     /// Types bytes and waits until they have been dealt with, their quiet gap included where it matters. True when
-    /// the gap could be seen only by a burst of its own, a single CR.
+    /// the gap could be seen only by a burst of its own, of CRs alone.
     bool typeAndSettle(const std::string& bytes);
-    /// Ends a line and a burst that are not this console's own, a handshake's among them.
-    void endLeftovers();
+    /// Ends the line and the burst that are under way.
+    void endBurst();
+    /// What was typed since the last quiet gap that has been seen.
+    [[nodiscard]] const std::string& openBurst() const { return openBurst_; }
 
     [[nodiscard]] bool internalRole() const { return internalRole_; }
     PseudoTerminal& line() { return line_; }
@@ -30,16 +32,18 @@ protected:
 
 private:
     bool gapSeen(std::size_t logStart) const;
-    bool waitForGap(const std::string& bytes, std::size_t logStart);
     void typeReturnsUntilGap(std::size_t logStart);
 
     bool internalRole_;
     PseudoTerminal line_;
     OutputFile log_;
+    std::string openBurst_;
 };
 
-/// The topic and the payload of the burst that is a single CR.
-inline constexpr char kBurstTopic[] = "recvHDBTSendTo9001";
-inline constexpr char kBareReturnBurst[] = " 0D";
+/// A burst that holds a whole handshake, or a failure of one: it passes its gap without a word.
+bool isSilentBurst(const std::string& bytes);
+
+/// The event of a burst of nothing but CRs.
+bool isBurstOfReturns(const Event& event);
 
 }  // namespace transcript

@@ -76,9 +76,9 @@ public:
     ConsoleParameter record;
     lpc_service* loopService = lpc_service_create("loop", nullptr, 0, nullptr);
     lpc_service* roleService = nullptr;
-    TemporaryDirectory directory;
-    StandIns standIns{directory.path()};
-    bool used = false;
+    std::optional<TemporaryDirectory> directory{std::in_place};
+    StandIns standIns{directory->path()};
+    bool openBurst = false;  // the last scenario's quiet gap has not been waited for
 
 private:
     Process()
@@ -104,6 +104,11 @@ public:
     ~UnitBackend() override
     {
         const CapturedOutput captured(log());
+        try {
+            endHalfLine();
+        } catch (const std::exception&) {
+            // It has failed its scenario already; the next one may do so too.
+        }
         {
             const RecordLock lock(process_.record.mutex);
             process_.record.lastTried = {};
@@ -124,10 +129,10 @@ public:
     {
         const CapturedOutput captured(log());
         onTheLoop([this] { takeRole(); });
-        if (process_.used) {
-            endLeftovers();  // of the scenario before
+        if (internalRole() && process_.openBurst) {
+            endBurst();  // the scenario's before, which would be published with this one's
         }
-        process_.used = true;
+        process_.openBurst = false;
         forgetStartUp();
     }
 
@@ -206,6 +211,20 @@ private:
         recording::adoptMethods(process_.loopService, process_.roleService);
     }
 
+    // What is left of this scenario's line must not run in the next one, nor its burst silence a gap there.
+    void endHalfLine()
+    {
+        const std::string& burst = openBurst();
+        process_.openBurst = !burst.empty();
+        const bool harmless =
+            burst.empty() || ((burst.back() == '\r' || burst.back() == '\n') && !isSilentBurst(burst));
+        if (!harmless) {
+            process_.openBurst = true;
+            endBurst();
+            process_.openBurst = false;
+        }
+    }
+
     void forgetStartUp()
     {
         passListener();
@@ -243,9 +262,7 @@ private:
             seen.events.push_back({from, topic, payload});
         }
         if (extraBurst && internalRole()) {
-            std::erase_if(seen.events, [](const Event& event) {
-                return event.topic == kBurstTopic && event.payload == kBareReturnBurst;
-            });
+            std::erase_if(seen.events, isBurstOfReturns);
         }
         for (auto& [service, method, params] : record.calls) {
             seen.calls.push_back({service, method, params});
@@ -261,6 +278,11 @@ private:
 };
 
 }  // namespace
+
+void removeUnitFiles()
+{
+    Process::instance().directory.reset();
+}
 
 std::unique_ptr<Backend> makeUnitBackend(bool internalRole)
 {

@@ -7,5 +7,7 @@
 namespace transcript {
 
 std::unique_ptr<Backend> makeUnitBackend(bool internalRole);
+/// Leaves no file behind: its process ends without being taken apart.
+void removeUnitFiles();
 
 }  // namespace transcript

@@ -15,6 +15,7 @@ int main(int argc, char** argv)
     testing::InitGoogleTest(&argc, argv);
     transcript::registerScenarios(false, transcript::makeUnitBackend);
     const int result = RUN_ALL_TESTS();
+    transcript::removeUnitFiles();
     std::fflush(nullptr);
     // The loop and the listener never end: they must not see the process being taken apart.
     if (__lsan_do_leak_check != nullptr) {
