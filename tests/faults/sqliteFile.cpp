@@ -40,6 +40,11 @@ std::vector<std::string> SqliteFile::run(const std::string& sql)
     return rows;
 }
 
+void SqliteFile::keepLog()
+{
+    sqlite3_db_config(database_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+}
+
 std::string bytesOf(const std::string& path)
 {
     std::ifstream file(path, std::ios::binary);

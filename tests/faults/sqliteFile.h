@@ -17,6 +17,8 @@ public:
 
     /// Rows, their columns joined by '|'.
     std::vector<std::string> run(const std::string& sql);
+    /// The -wal stays when the file is closed, as after a kill.
+    void keepLog();
 
 private:
     sqlite3* database_ = nullptr;
