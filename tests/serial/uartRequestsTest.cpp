@@ -2,6 +2,7 @@
 // requests are caught on their way to the kernel.
 #include <cerrno>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -28,6 +29,7 @@ struct Requests {
     serial_rs485 rs485{};
     int fd = -1;
     bool refuseLine = false;
+    int unsent = 0;  // bytes in the driver's own buffer; a pseudo-terminal has none
 };
 Requests* g_requests = nullptr;
 
@@ -38,7 +40,9 @@ extern "C" {
 int __real_tcflush(int fd, int queue);
 int __wrap_tcflush(int fd, int queue)
 {
-    g_requests->steps.push_back(queue == TCIFLUSH ? "drop input" : "drop something else");
+    g_requests->steps.push_back(queue == TCIFLUSH   ? "drop input"
+                                : queue == TCOFLUSH ? "drop output"
+                                                    : "drop something else");
     return __real_tcflush(fd, queue);
 }
 
@@ -60,6 +64,10 @@ int __wrap_ioctl(int fd, unsigned long request, void* argument)
 {
     if (request == TIOCSRS485) {
         g_requests->rs485 = *static_cast<serial_rs485*>(argument);
+        return 0;
+    }
+    if (request == TIOCOUTQ) {
+        *static_cast<int*>(argument) = g_requests->unsent;
         return 0;
     }
     if (_IOC_NR(request) == kGetTermios2 || _IOC_NR(request) == kSetTermios2) {
@@ -164,6 +172,22 @@ TEST_F(UartRequests, ofTheOlderRoutineTakeEffectAtOnce)
     EXPECT_EQ(asked(CRTSCTS), CRTSCTS);
     EXPECT_NE(uart_open(line_.device().c_str(), kFlowSoftware), nullptr);
     EXPECT_EQ(asked(CREAD | CLOCAL | HUPCL | CSIZE), static_cast<tcflag_t>(CREAD | CLOCAL | HUPCL | CS8));
+}
+
+// What a far end does not read would keep the port from being closed and set up again.
+TEST_F(UartRequests, dropUnsentBytesOfAStalledLineAtItsEnd)
+{
+    constexpr int kUnsent = 10;
+    for (const auto& [stalled, unsent, steps] : {std::tuple(true, kUnsent, Steps{"drop output"}),
+                                                 std::tuple(true, 0, Steps{}), std::tuple(false, kUnsent, Steps{})}) {
+        auto port = open(9600);
+        ASSERT_NE(port, nullptr);
+        takeSteps();
+        port->stalled = stalled;
+        requests_.unsent = unsent;
+        uart_close2(std::move(port));
+        EXPECT_EQ(takeSteps(), steps) << stalled << " " << unsent;
+    }
 }
 
 // Kept: switched off, the line stays in RS-485 mode.
