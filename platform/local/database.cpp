@@ -26,11 +26,25 @@ using Clock = std::chrono::steady_clock;
 constexpr mode_t kDirectoryMode = 0750;
 constexpr mode_t kFileMode = 0640;
 
+// A new entry survives a power cut once its directory has been synced (fsync(2)). SQLite sees to its files, we to the
+// directories above them. One that cannot be opened or synced is none that can be helped.
+void syncParent(const std::string& path)
+{
+    const std::size_t slash = path.find_last_of('/');
+    const std::string parent = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    const UniqueFd directory(::open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (directory) {
+        ::fsync(directory.get());
+    }
+}
+
 bool makeDirectories(const std::string& path)
 {
     for (std::size_t slash = path.find('/', 1);; slash = path.find('/', slash + 1)) {
         const std::string part = path.substr(0, slash);
-        if (::mkdir(part.c_str(), kDirectoryMode) != 0 && errno != EEXIST) {
+        if (::mkdir(part.c_str(), kDirectoryMode) == 0) {
+            syncParent(part);
+        } else if (errno != EEXIST) {
             const int error =
                 errno;  // what cannot be made may be there all the same, on a file system mounted read-only
             if (::access(part.c_str(), F_OK) != 0) {
