@@ -30,12 +30,15 @@ bool isSilentBurst(const std::string& bytes)
 
 bool isBurstOfReturns(const Event& event)
 {
-    std::string_view rest = event.topic == "recvHDBTSendTo9001" && event.payload ? *event.payload : "";
-    const bool any = !rest.empty();
-    while (rest.starts_with(" 0D")) {
-        rest.remove_prefix(3);
+    if (event.topic != "recvHDBTSendTo9001" || event.payload.value_or("").empty()) {
+        return false;
     }
-    return any && rest.empty();
+    constexpr std::string_view kReturn = " 0D";
+    std::string_view rest = *event.payload;
+    while (rest.starts_with(kReturn)) {
+        rest.remove_prefix(kReturn.size());
+    }
+    return rest.empty();
 }
 
 // Only the gap behind the bytes counts, not one before they were read.
