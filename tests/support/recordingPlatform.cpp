@@ -228,6 +228,22 @@ struct Leaf {
     std::string text;
 };
 
+// json-c takes NaN and Infinity for numbers. Outside of strings, nothing else in its texts has a capital N or I.
+bool isJson(std::string_view text)
+{
+    bool quoted = false;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (quoted && text[at] == '\\') {
+            ++at;
+        } else if (text[at] == '"') {
+            quoted = !quoted;
+        } else if (!quoted && (text[at] == 'N' || text[at] == 'I')) {
+            return false;
+        }
+    }
+    return true;
+}
+
 bool collect(json_object* branch, const std::string& prefix, std::vector<Leaf>& found)
 {
     json_object_object_foreach(branch, key, value)
@@ -238,6 +254,9 @@ bool collect(json_object* branch, const std::string& prefix, std::vector<Leaf>& 
         const std::string path = prefix.empty() ? key : prefix + '.' + key;
         if (!isObject(value)) {
             found.push_back({path, jsonText(value)});
+            if (!isJson(found.back().text)) {
+                return false;
+            }
         } else if (!collect(value, path, found)) {
             return false;
         }
