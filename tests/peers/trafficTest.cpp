@@ -1,6 +1,7 @@
 // Two instances and their peers at work at once: nothing that was sent is lost, doubled or out of order.
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <iostream>
 #include <random>
 
@@ -8,6 +9,7 @@
 
 #include "peers/instance.h"
 #include "peers/seen.h"
+#include "peers/timesIn.h"
 #include "peers/workers.h"
 #include "platform/store.h"
 #include "support/waiting.h"
@@ -318,6 +320,90 @@ void workFor(std::chrono::seconds time)
     });
 }
 
+std::ptrdiff_t openDescriptors(Instance& instance)
+{
+    const std::filesystem::path directory = "/proc/" + std::to_string(instance.process().pid()) + "/fd";
+    return std::distance(std::filesystem::directory_iterator(directory), {});
+}
+
+// The listener and the methods open the ports again and again while others write to them. What is typed may be
+// discarded by an opening; what is written may not.
+void reopenFor(std::chrono::seconds time)
+{
+    onADevice([time](TestDevice& device) {
+        device.put(local::Store::status, "control.wpHsk.identifyStatus", "\"fail\"");
+        Instance external(device, InstanceRole::external);
+        Instance internal(device, InstanceRole::internal);
+        Replies console(external);
+        Replies link(internal);
+        const auto before = std::pair(openDescriptors(external), openDescriptors(internal));
+        int requests = 0;
+        int hexTexts = 0;
+        int settings = 0;
+        int projectorTexts = 0;
+
+        Workers workers;
+        workers.add([&] { callMethod("lpcExampledNoUse", "wpDispBtn", numbered('W', ++requests).c_str()); });
+        workers.add([&] {
+            callMethod("lpcExampledNoUse2", "RS232zone900XPort", hexOf(numbered('Z', ++hexTexts) + "\r\n").c_str());
+            callMethod("lpcExampledNoUse2", "HDBTRS232Set", hexTexts % 2 == 0 ? "default" : "user");
+        });
+        workers.add([&] {
+            ++settings;
+            const std::string stopBits = std::to_string(settings % 2 + 1);
+            update(user_config_update, R"({"system":{"uart":{"interface1":{"stopbit":)" + stopBits +
+                                           R"(},"interface3":{"stopbit":)" + stopBits + R"(,"baudrate":)" +
+                                           std::to_string(settings % 3 == 0 ? 9'600 : 19'200) + "}}}}");
+        });
+        workers.add([&] {
+            publishEvent("uartProjectorEvent", (numbered('P', ++projectorTexts) + "\r\n").c_str());
+            pause(2);
+        });
+        workers.add([&] {
+            external.line().type("NNNN\r");
+            internal.line().type("NNNN\r");
+            console.read();
+            link.read();
+        });
+        workers.work(time);
+
+        const auto all = [](int count) { return static_cast<std::size_t>(count); };
+        waitFor("what is left to come", [&] {
+            console.read();
+            link.read();
+            return console.with(ConsoleUser::kRequestAnswer).size() >= all(requests) &&
+                   console.with("P").size() >= all(projectorTexts) && link.with("P").size() >= all(projectorTexts) &&
+                   link.with("Z").size() >= all(hexTexts);
+        });
+        external.passListener();
+        internal.passListener();
+        external.line().type("\rNope\r");
+        waitFor("an answer", [&] {
+            console.read();
+            return !console.with("Command FAILED: (Nope)").empty();
+        });
+
+        EXPECT_EQ(console.with(ConsoleUser::kRequestAnswer), numberedLines('W', requests, "Command FAILED: (", ")"));
+        EXPECT_EQ(console.with("P"), numberedLines('P', projectorTexts));
+        EXPECT_EQ(console.without({"P", "Command FAILED: ("}), Lines{});
+        EXPECT_EQ(link.with("P"), numberedLines('P', projectorTexts));
+        EXPECT_EQ(link.with("Z"), numberedLines('Z', hexTexts));
+        EXPECT_EQ(link.without({"P", "Z", "Command FAILED: (N"}), Lines{});
+        // One opening for each setting; the first may be in force already.
+        const std::size_t openings = timesIn(external.output(), "uart_open2(");
+        EXPECT_GE(openings, all(settings) - 1);
+        EXPECT_LE(openings, all(settings));
+        EXPECT_GT(timesIn(internal.output(), "uart_open2("), 0U);
+        EXPECT_EQ(timesIn(internal.output(), "[HDBTRS232Set]["), all(2 * hexTexts));
+        // A few are opened at first use; thousands would be one for each opening.
+        constexpr std::ptrdiff_t kAtFirstUse = 16;
+        EXPECT_LE(openDescriptors(external), before.first + kAtFirstUse);
+        EXPECT_LE(openDescriptors(internal), before.second + kAtFirstUse);
+        std::cout << requests << " requests, " << hexTexts << " hex texts, " << settings << " settings, " << openings
+                  << " openings of the console, " << projectorTexts << " projector texts\n";
+    });
+}
+
 }  // namespace
 
 TEST(Traffic, ofTwoInstancesAndTheirPeersForAMoment)
@@ -328,4 +414,14 @@ TEST(Traffic, ofTwoInstancesAndTheirPeersForAMoment)
 TEST(Traffic, ofTwoInstancesAndTheirPeersForAMinute)
 {
     workFor(std::chrono::minutes(1));
+}
+
+TEST(Traffic, whilePortsAreReopenedForAMoment)
+{
+    reopenFor(std::chrono::seconds(5));
+}
+
+TEST(Traffic, whilePortsAreReopenedForAMinute)
+{
+    reopenFor(std::chrono::minutes(1));
 }
