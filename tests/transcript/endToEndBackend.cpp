@@ -40,7 +40,7 @@ public:
 
     void give(const Given& given) override
     {
-        std::visit([this](const auto& item) { apply(item); }, given);
+        std::visit([this](const auto& item) { this->apply(item); }, given);
     }
 
     void start() override

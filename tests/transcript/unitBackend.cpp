@@ -122,7 +122,7 @@ public:
 
     void give(const Given& given) override
     {
-        std::visit([this](const auto& item) { apply(item); }, given);
+        std::visit([this](const auto& item) { this->apply(item); }, given);
     }
 
     void start() override
