@@ -1,6 +1,8 @@
 // Replies and pass-through bytes on their way to the port.
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <fstream>
 #include <string>
 #include <thread>
 
@@ -83,17 +85,57 @@ TEST_F(ReplyWriter, waitsForAFarEndThatReadsSlowly)
     writer.join();
 }
 
+// True while a thread of this process waits in the kernel; proc(5), the field after the name.
+bool isAsleep(pid_t thread)
+{
+    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+    std::string text;
+    std::getline(file, text);
+    return text.find(") S ") != std::string::npos;
+}
+
 // A driver with a full buffer calls itself writable only once it is nearly empty; this far end never gets there.
 TEST_F(ReplyWriter, keepsOnWithALineThatTakesALittleNowAndThen)
 {
     fillPort();
     pollfd port{console_.get().uart.hold()->fd, POLLOUT, 0};
-    std::thread writer([] { EXPECT_EQ(uartReply("late\r\n"), 1); });
+    std::atomic<pid_t> thread = 0;
+    std::thread writer([&] {
+        thread = ::gettid();
+        EXPECT_EQ(uartReply("late\r\n"), 1);
+    });
+    EXPECT_TRUE(becomesTrue([&] { return thread != 0 && isAsleep(thread); }));
     char little[4096];
     EXPECT_GT(::read(console_.farEnd(), little, sizeof little), 0);
     EXPECT_EQ(::poll(&port, 1, 0), 0);
     writer.join();
     EXPECT_TRUE(console_.takeReplies().ends_with("late\r\n"));
+}
+
+// The pace is under test: the bytes take longer than a text without progress may.
+TEST_F(ReplyWriter, takesTheTimeThatASlowLineTakes)
+{
+    PseudoTerminal line;
+    console_.get().uart.replace(uart_open2(line.device().c_str(), 9600, 8, 1, 0, kFlowNone));
+    fillPort();
+    const std::string bytes(60'000, 'a');
+    const auto begun = std::chrono::steady_clock::now();
+    std::atomic<bool> written = false;
+    std::thread writer([&] {
+        EXPECT_EQ(uartWriteRaw(bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+        EXPECT_GT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(2));
+        written = true;
+    });
+    std::string seen;
+    char little[1'000];
+    while (!written) {
+        const ssize_t length = ::read(line.fd(), little, sizeof little);
+        seen.append(little, length > 0 ? static_cast<std::size_t>(length) : 0);
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    writer.join();
+    seen += line.takeOutput();
+    EXPECT_EQ(seen.substr(seen.find_first_not_of('.')), bytes);
 }
 
 // The loop and the listener may write at the same time; each text goes in several pieces when there is little room.
