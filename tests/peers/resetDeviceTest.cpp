@@ -119,3 +119,25 @@ TEST_P(UartReset, leavesNoPortWhenTheBoardHasNone)
         instance.line().takeOutputWith("Command FAILED: (Nope)\r\n");
     });
 }
+
+// Its own device is there all the time; the board's, tried last, comes later.
+TEST_P(UartReset, isTriedAgainUntilTheBoardHasTheDevice)
+{
+    withSettings([](TestDevice& device) {
+        PseudoTerminal board;
+        Instance instance(device, GetParam(), withDevice(device.directory() + "-dev", ""));
+        callMethod(instance.service(), "UartReset", "now");
+        const std::filesystem::path place = "/proc/" + std::to_string(instance.process().pid()) + "/root/dev/ttyS6";
+        std::filesystem::create_symlink(board.device(), place);
+        instance.waitForErrors("serial device /dev/ttyS6 is back\n");
+        board.type("Nope on the board\r");
+        board.takeOutputWith("Command FAILED: (Nope on the board)\r\n");
+        EXPECT_EQ(instance.line().takeOutput(), "");
+        // With the settings that it was tried with.
+        termios settings{};
+        ASSERT_EQ(::tcgetattr(board.deviceFd(), &settings), 0);
+        EXPECT_EQ(::cfgetospeed(&settings), static_cast<speed_t>(B4800));
+        EXPECT_EQ(timesIn(instance.output(), "failed!"), 1U) << instance.output();
+        EXPECT_EQ(timesIn(instance.errors(), "serial device "), 1U) << instance.errors();
+    });
+}
