@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,11 @@
 #include "support/pseudoTerminal.h"
 
 enum class InstanceRole { external, internal };
+
+inline void PrintTo(InstanceRole role, std::ostream* out)
+{
+    *out << (role == InstanceRole::internal ? "internal" : "external");
+}
 
 class Instance {
 public:
