@@ -113,9 +113,12 @@ Opening tryToOpen(const std::string& path, const DatabaseFile& file)
     // A connection that closes last removes the -wal; that of a corrupt file is kept with it.
     sqlite3_db_config(opened, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     sqlite3_busy_timeout(opened, static_cast<int>(kWriterPatience.count()));
+    // EXTRA for the switch of a new file: it makes a rollback journal, and should a power cut bring that back after its
+    // removal, it would be played back over all that was stored since.
     const std::string durability = std::string("PRAGMA synchronous=") + file.durability;
-    if (sqlite3_errcode(opened) != SQLITE_OK || !switchToWriteAheadLog(opened) ||
-        !execute(opened, durability.c_str()) || !execute(opened, file.schema) || !execute(opened, file.firstRead)) {
+    if (sqlite3_errcode(opened) != SQLITE_OK || !execute(opened, "PRAGMA synchronous=EXTRA") ||
+        !switchToWriteAheadLog(opened) || !execute(opened, durability.c_str()) || !execute(opened, file.schema) ||
+        !execute(opened, file.firstRead)) {
         const int reason = sqlite3_errcode(opened);
         return {.database = nullptr,
                 .error = databaseError(opened),
