@@ -59,6 +59,7 @@ std::map<std::string, std::string> TestDevice::environment() const
     return {{"PLATFORM", "local:" + directory()},
             {"DBUS_SESSION_BUS_ADDRESS", busAddress_},
             {"PLATFORM_SHELL", standIns_.shell()},
+            {"TSAN_OPTIONS", "halt_on_error=1"},  // a daemon with a data race must not pass for a sound one
             {"PATH", standIns_.programDirectory() + ":" + (path != nullptr ? path : "/usr/bin:/bin")}};
 }
 
