@@ -36,6 +36,9 @@ protected:
     }
 };
 
+// Tests in which a pause of seconds is under test.
+class SlowLoop : public Loop {};
+
 using Strings = std::vector<std::string>;
 
 // Bursts
@@ -101,7 +104,7 @@ TEST_F(Loop, reportsABurstThatCannotBePublished)
 
 // Partial lines
 
-TEST_F(Loop, dropsAPartialLineAfter101QuietGaps)
+TEST_F(SlowLoop, dropsAPartialLineAfter101QuietGaps)
 {
     Console console(device_, kExternal);
     const auto start = steady_clock::now();
@@ -116,7 +119,7 @@ TEST_F(Loop, dropsAPartialLineAfter101QuietGaps)
     EXPECT_EQ(console.answer("\rnonsense\r", "\n"), "Command FAILED: (nonsense)\r\n");
 }
 
-TEST_F(Loop, handsAPartialLineOverWhenItsEndComesInTime)
+TEST_F(SlowLoop, handsAPartialLineOverWhenItsEndComesInTime)
 {
     Console console(device_, kExternal);
     // A machine so busy that the second takes three does not count.
@@ -133,7 +136,7 @@ TEST_F(Loop, handsAPartialLineOverWhenItsEndComesInTime)
     });
 }
 
-TEST_F(Loop, countsQuietGapsInARowOnly)
+TEST_F(SlowLoop, countsQuietGapsInARowOnly)
 {
     Console console(device_, kExternal);
     waitFor("calls less than three seconds apart", [&] {
@@ -192,7 +195,7 @@ TEST_F(Loop, answersEveryLineOfAFlood)
 }
 
 // A far end that sends and never reads: the daemon must not stop at it.
-TEST_F(Loop, outlivesAFarEndThatDoesNotRead)
+TEST_F(SlowLoop, outlivesAFarEndThatDoesNotRead)
 {
     Console console(device_, kExternal);
     const std::string line = std::string(5'000, 'q') + "\r";
@@ -225,7 +228,7 @@ TEST_F(Loop, destroysItsServiceAtAnInterruptAndLivesOn)
     EXPECT_FALSE(console.log().holds("cleanExit", from));
 }
 
-TEST_F(Loop, waitsQuietlyWithoutItsService)
+TEST_F(SlowLoop, waitsQuietlyWithoutItsService)
 {
     Console console(device_, kExternal);
     console.process().signal(SIGINT);
@@ -255,7 +258,7 @@ TEST_F(Loop, endsAtATermination)
     EXPECT_EQ(console.process().wait(), 128 + SIGTERM);
 }
 
-TEST_F(Loop, goesOnQuietlyWhenTheBusGoesAway)
+TEST_F(SlowLoop, goesOnQuietlyWhenTheBusGoesAway)
 {
     Console console(device_, kExternal);
     device_.stopBus();
@@ -271,7 +274,7 @@ TEST_F(Loop, goesOnQuietlyWhenTheBusGoesAway)
     EXPECT_FALSE(console.log().holds("eventbus_on_data_available", printed));
 }
 
-TEST_F(Loop, outlivesASerialDeviceThatHangsUp)
+TEST_F(SlowLoop, outlivesASerialDeviceThatHangsUp)
 {
     Console console(device_, kExternal);
     console.line().hangUp();
