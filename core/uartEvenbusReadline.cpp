@@ -81,10 +81,10 @@ void serveRequest(const ServiceHandle& handle)
     }
 }
 
-void printDebug(const char* format, int value)
+void printDebug(const char* label, int value)
 {
     FixedText<64> text;
-    text.format("%s=%d", format, value);
+    text.format("%s=%d", label, value);
     printError("\033[1;31;33m[%s][%d] %s\033[0m\n", "main", __LINE__, text.c_str());
 }
 
