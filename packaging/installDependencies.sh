@@ -4,7 +4,7 @@
 set -euo pipefail
 
 build=(g++ cmake ninja-build pkg-config libsqlite3-dev libsystemd-dev libjson-c-dev libcli11-dev dbus-daemon)
-test=(libgtest-dev libgmock-dev sqlite3 clang-format git)
+test=(libgtest-dev libgmock-dev sqlite3 clang-format git clang libclang-rt-14-dev)
 
 packages=()
 for purpose in "$@"; do

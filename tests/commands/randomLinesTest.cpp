@@ -6,10 +6,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <json-c/json.h>
-#include <memory>
 #include <set>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <unistd.h>
@@ -19,7 +16,9 @@
 #include "console/dispatcher.h"
 #include "support/capturedReplies.h"
 #include "support/recordingPlatform.h"
+#include "support/replyForms.h"
 #include "support/text.h"
+#include "support/wholeJson.h"
 
 // Pauses are not under test, and no program is to be run; see the link options.
 extern "C" {
@@ -244,102 +243,12 @@ std::string randomLine(Random& random)
     return line;
 }
 
-bool isJson(const std::string& text)
-{
-    json_tokener* tokener = json_tokener_new();
-    json_object* value = json_tokener_parse_ex(tokener, text.c_str(), static_cast<int>(text.size()) + 1);
-    const bool good =
-        json_tokener_get_error(tokener) == json_tokener_success && json_tokener_get_parse_end(tokener) == text.size();
-    json_object_put(value);
-    json_tokener_free(tokener);
-    return good;
-}
-
-// Every leaf of the state that a bench starts from.
-void seed(recording::Store store, const std::string& path, json_object* value)
-{
-    if (json_object_is_type(value, json_type_object) == 0) {
-        recording::put(store, path, json_object_to_json_string(value));
-        return;
-    }
-    json_object_object_foreach(value, key, below)
-    {
-        seed(store, path.empty() ? key : path + '.' + key, below);
-    }
-}
-
-void seedStores()
-{
-    const std::unique_ptr<json_object, int (*)(json_object*)> state(json_object_from_file(FACTORY_STATE),
-                                                                    json_object_put);
-    json_object* part = nullptr;
-    if (!state || json_object_object_get_ex(state.get(), "settings", &part) == 0) {
-        throw std::runtime_error("no factory state");
-    }
-    seed(recording::Store::settings, {}, part);
-    json_object_object_get_ex(state.get(), "status", &part);
-    seed(recording::Store::status, {}, part);
-    json_object_object_get_ex(state.get(), "factory", &part);
-    json_object_object_foreach(part, key, value)
-    {
-        recording::setFactoryData(key, json_object_get_string(value));
-    }
-}
-
-// Rows that answer in forms of their own: reports of several lines, and texts without the row's name.
-const std::set<std::string_view>& rowsWithOwnForms()
-{
-    static const std::set<std::string_view> names{
-        "help",      "techelp", "Version", "System",  "Type",      "Status",       "IPCFG",   "IPAddUser",
-        "IPDelUser", "SFabMac", "RFabMac", "SFabSN",  "RFabSN",    "RFabVID",      "RFabPID", "SFabPID",
-        "debug",     "cypdbg",  "dbg977",  "Quillon", "VidOutRes", "PrefTimg list"};
-    return names;
-}
-
-bool wholeLines(std::string_view reply)
-{
-    for (std::size_t at = reply.find('\n'); at != std::string_view::npos; at = reply.find('\n', at + 1)) {
-        if (at == 0 || reply[at - 1] != '\r') {
-            return false;
-        }
-    }
-    return reply.ends_with("\r\n");
-}
-
-bool isReplyForm(const CommandEntry* row, const std::string& line, std::string_view reply)
-{
-    if (reply.empty()) {
-        return row != nullptr;
-    }
-    const std::string_view name = row != nullptr ? row->name : "";
-    const std::string end = name == "EDIDOut1" ? "\n" : "\r\n";
-    if (reply == "Command FAILED: (" + line + ')' + end || (row != nullptr && reply == line + end)) {
-        return true;
-    }
-    if (row == nullptr || name == "EDIDOut1") {
-        return false;
-    }
-    if (name == "PictureRst" && reply == "Command FAILED\r\n") {
-        return true;
-    }
-    if (!wholeLines(reply)) {
-        return false;
-    }
-    if (rowsWithOwnForms().count(name) != 0) {
-        return true;
-    }
-    const bool oneLine = reply.find('\n') == reply.size() - 1;
-    const std::string_view rest = reply.substr(std::min(name.size(), reply.size()));
-    return oneLine && reply.starts_with(name) &&
-           (rest.starts_with(' ') || (rest.starts_with('[') && rest.ends_with("]\r\n")) || rest == "\r\n");
-}
-
 class RandomLines : public testing::Test {
 protected:
     RandomLines()
     {
         recording::reset();
-        seedStores();
+        seedFromFile(FACTORY_STATE);
     }
 
     static void checkStores()

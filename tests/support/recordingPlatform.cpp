@@ -171,9 +171,19 @@ std::string jsonText(json_object* object)
     return {text, length};
 }
 
+// As json_tokener_parse(), with one tokener a thread: making one costs more than most texts.
+Json parsed(const char* text)
+{
+    thread_local const std::unique_ptr<json_tokener, void (*)(json_tokener*)> tokener(json_tokener_new(),
+                                                                                      json_tokener_free);
+    json_tokener_reset(tokener.get());
+    Json value(json_tokener_parse_ex(tokener.get(), text, -1));
+    return json_tokener_get_error(tokener.get()) == json_tokener_success ? std::move(value) : nullptr;
+}
+
 Json parsed(const std::string& text)
 {
-    return Json(json_tokener_parse(text.c_str()));
+    return parsed(text.c_str());
 }
 
 bool isObject(json_object* object)
@@ -189,7 +199,7 @@ bool isKey(std::string_view key)
 // The path of nested single-member objects; nothing with EINVAL for any other document.
 Text pathOf(const char* document)
 {
-    const Json root(document != nullptr ? json_tokener_parse(document) : nullptr);
+    const Json root(document != nullptr ? parsed(document) : nullptr);
     std::string path;
     json_object* here = root.get();
     bool good = isObject(here);
@@ -323,38 +333,49 @@ void announce(Store store, const std::vector<Leaf>& changed)
     }
 }
 
-bool merge(Store store, const char* document)
+// The paths of the leaves that changed; nothing when the document is refused.
+std::optional<std::vector<std::string>> merge(Store store, const char* document)
 {
-    const Json root(document != nullptr ? json_tokener_parse(document) : nullptr);
+    const Json root(document != nullptr ? parsed(document) : nullptr);
     std::vector<Leaf> wanted;
     errno = EINVAL;
     if (!isObject(root.get()) || !collect(root.get(), {}, wanted)) {
-        return false;
+        return std::nullopt;
     }
-    Leaves merged = leavesOf(store);
+    Leaves& stored = leavesOf(store);
+    // Leaves of one document never clash with each other.
+    for (const Leaf& leaf : wanted) {
+        if (!isTopic(leaf.path.substr(0, leaf.path.find('.')) + "UserConfigChanged") || clashes(stored, leaf.path)) {
+            return std::nullopt;
+        }
+    }
     std::vector<Leaf> changed;
     for (const Leaf& leaf : wanted) {
-        if (!isTopic(leaf.path.substr(0, leaf.path.find('.')) + "UserConfigChanged") || clashes(merged, leaf.path)) {
-            return false;
-        }
-        const auto at = merged.find(leaf.path);
-        if (at == merged.end() || at->second != leaf.text) {
-            merged[leaf.path] = leaf.text;
+        const auto at = stored.find(leaf.path);
+        if (at == stored.end() || at->second != leaf.text) {
+            stored[leaf.path] = leaf.text;
             changed.push_back(leaf);
         }
     }
-    leavesOf(store) = std::move(merged);
     announce(store, changed);
-    return true;
+    std::vector<std::string> paths;
+    for (Leaf& leaf : changed) {
+        paths.push_back(std::move(leaf.path));
+    }
+    return paths;
 }
 
 int update(Store store, const char* document)
 {
     const Lock lock(state().mutex);
-    const bool stored =
-        !strikes(store == Store::settings ? Fault::update : Fault::statusUpdate) && merge(store, document);
-    state().record.updates.push_back({store, document != nullptr ? document : "", stored});
-    return stored ? 0 : -1;
+    std::optional<std::vector<std::string>> changed;
+    if (!strikes(store == Store::settings ? Fault::update : Fault::statusUpdate)) {
+        changed = merge(store, document);
+    }
+    const int result = changed ? 0 : -1;
+    state().record.updates.push_back({store, document != nullptr ? document : "", changed.has_value(),
+                                      std::move(changed).value_or(std::vector<std::string>())});
+    return result;
 }
 
 // The asked path, recorded; nothing when the query fails.
@@ -418,7 +439,7 @@ int queryBoolean(Store store, const char* document, int* value)
 char* queryString(Store store, const char* document)
 {
     const Text text = askedLeaf(store, document);
-    const Json value(text ? json_tokener_parse(text->c_str()) : nullptr);
+    const Json value(text ? parsed(*text) : nullptr);
     return json_object_is_type(value.get(), json_type_string) != 0 ? ::strdup(json_object_get_string(value.get()))
                                                                    : nullptr;
 }
@@ -514,15 +535,22 @@ Record take()
     return std::exchange(state().record, {});
 }
 
-void put(Store store, const std::string& path, const std::string& json)
+void drop(Store store, const std::string& path)
 {
     const Lock lock(state().mutex);
     Leaves& stored = leavesOf(store);
-    std::erase_if(stored, [&](const auto& leaf) { return leaf.first.compare(0, path.size() + 1, path + '.') == 0; });
+    stored.erase(path);
+    stored.erase(stored.lower_bound(path + '.'), stored.lower_bound(path + '/'));  // '/' follows '.'
+}
+
+void put(Store store, const std::string& path, const std::string& json)
+{
+    drop(store, path);
+    const Lock lock(state().mutex);
+    Leaves& stored = leavesOf(store);
     const Json value = parsed(json);
     std::vector<Leaf> below;
     if (isObject(value.get())) {
-        stored.erase(path);
         collect(value.get(), path, below);
     } else {
         below.push_back({path, jsonText(value.get())});

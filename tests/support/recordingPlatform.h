@@ -42,6 +42,7 @@ struct Update {
     Store store;
     std::string document;
     bool stored;
+    std::vector<std::string> changed{};  // paths of the leaves that got another value
 };
 struct Event {
     std::string topic;
@@ -84,6 +85,7 @@ Record take();
 
 // Setup: not recorded, not announced, never failing.
 void put(Store store, const std::string& path, const std::string& json);
+void drop(Store store, const std::string& path);
 void setFactoryData(const std::string& key, const std::string& text);
 void setPeer(const std::string& service, const std::string& method, PeerAnswer answer);
 void setRunStatus(int status);
