@@ -323,3 +323,26 @@ TEST(SettingsChange, byAnotherProgramReachesBothInstances)
         internal.line().takeOutputWith("PWR ON");
     });
 }
+
+// A payload that another program sends may hold zero bytes; as a text it ends at the first.
+TEST(Payload, endsAtAZeroByte)
+{
+    onADevice([](TestDevice& device) {
+        device.put(local::Store::settings, "system.broadcast", "false");
+        device.put(local::Store::status, "system.slaveMcu.isReady", "true");
+        Instance external(device, InstanceRole::external);
+        using namespace std::string_view_literals;
+        const auto publish = [](const std::string& topic, std::string_view bytes) {
+            ASSERT_EQ(local::publishBytes(topic, bytes), 0);
+        };
+        publish("uartProjectorEvent", "PWR\0ON"sv);
+        publish("systemUserConfigChanged", "{\"system\":{\"broadcast\":true}}\0nonsense"sv);
+        publish("systemUserConfigChanged", "{\"system\":{\0\"broadcast\":false}}"sv);
+        publish("uartProjectorEvent", "\0"sv);
+        external.passListener();
+        EXPECT_EQ(external.line().takeOutput(), "PWRBroadcast on\r\n");
+        expectError(external, "json_token_parse: Invalid argument\n");
+        external.line().type("Nope\r");
+        external.line().takeOutputWith("Command FAILED: (Nope)\r\n");
+    });
+}
