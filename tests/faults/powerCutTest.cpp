@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 using local::Store;
 
 constexpr int kUpdates = 600;  // several checkpoints
-constexpr int kCuts = 400;
+constexpr int kCuts = 150;
 constexpr int kLeaves = 30;
 constexpr int kLeafLength = 300;
 
@@ -157,7 +157,7 @@ TEST_F(PowerCut, losesStatusThatWasAcknowledged)
     const OutputFile messages;  // of files set aside
     const CapturedOutput captured(messages);
     int lost = 0;
-    for (int i = 0; i < kCuts / 4; ++i) {
+    for (int i = 0; i < kCuts / 2; ++i) {
         const std::size_t place = anyPlace();
         const Outcome outcome = cut(Store::status, place);
         lost += outcome.number < acknowledgedBefore(place) ? 1 : 0;
