@@ -3,6 +3,7 @@
 //   g   the line is quiet for 30 ms          G   for 101 times that, after which a partial line is given up
 //   x   a read ends here                     a   a read finds nothing after all
 //   e   a read fails: the device is gone     z   a read finds the end of the file, likewise
+//   r COUNT BYTE   the byte comes 120 times COUNT, so that a short input fills every buffer
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
@@ -16,6 +17,7 @@
 namespace {
 
 constexpr int kPartialLineGaps = 101;
+constexpr std::size_t kRepeat = 120;  // 93 of them are more than a line holds
 
 // The far end of the line, as the input plays it.
 class FarEnd {
@@ -24,6 +26,7 @@ public:
     {
         input_ = input;
         gaps_ = 0;
+        repeats_ = 0;
         pending_ = Pending::none;
     }
 
@@ -33,6 +36,9 @@ public:
             if (gaps_ > 0) {
                 --gaps_;
                 return pretend::Ready::quiet;
+            }
+            if (pending_ == Pending::none && repeats_ > 0) {
+                pending_ = Pending::byte;
             }
             if (pending_ == Pending::none) {
                 if (input_.empty()) {
@@ -44,6 +50,7 @@ public:
             if (pending_ != Pending::none) {
                 if (away) {  // what is sent to a device that is away is lost
                     pending_ = Pending::none;
+                    repeats_ = 0;
                     pretend::system().clockNs += 1'000'000'000;
                     return pretend::Ready::quiet;
                 }
@@ -63,7 +70,14 @@ public:
         default: break;
         }
         std::size_t count = 0;
+        for (; repeats_ > 1 && count + 1 < length; --repeats_) {
+            buffer[count++] = byte_;
+        }
         buffer[count++] = byte_;
+        repeats_ -= repeats_ > 0 ? 1 : 0;
+        if (repeats_ > 0) {
+            return static_cast<ssize_t>(count);
+        }
         while (count < length && !input_.empty() && input_.peek() != kInstruction) {
             buffer[count++] = input_.next();
         }
@@ -92,12 +106,17 @@ private:
         case 'a': pending_ = Pending::nothing; break;
         case 'e': pending_ = Pending::error; break;
         case 'z': pending_ = Pending::end; break;
+        case 'r':
+            repeats_ = kRepeat * input_.below(94);
+            byte_ = input_.next();
+            break;
         default: byte_ = letter; pending_ = Pending::byte;
         }
     }
 
     ByteReader input_{nullptr, 0};
     int gaps_ = 0;
+    std::size_t repeats_ = 0;  // of byte_, still to come
     Pending pending_ = Pending::none;
     char byte_ = '\0';
 };
