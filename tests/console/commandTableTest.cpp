@@ -2,6 +2,7 @@
 #include <array>
 #include <fstream>
 #include <map>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -16,8 +17,6 @@
 #include "support/standIns.h"
 
 namespace {
-
-constexpr std::size_t kRows = 131;
 
 struct ExpectedRow {
     std::string name;
@@ -56,12 +55,7 @@ const std::vector<ExpectedRow>& expectedRows()
 
 class CommandTable : public testing::Test {
 protected:
-    CommandTable()
-    {
-        recording::reset();
-        EXPECT_EQ(expectedRows().size(), kRows);
-        EXPECT_EQ(kCommandTable.size(), kRows);
-    }
+    CommandTable() { recording::reset(); }
 
     std::string replyTo(const std::string& line)
     {
@@ -80,7 +74,9 @@ protected:
 
 TEST_F(CommandTable, holdsEveryRowInOrderByteForByte)
 {
-    for (std::size_t i = 0; i < kRows; ++i) {
+    ASSERT_EQ(kCommandTable.size(), expectedRows().size())
+        << "a row's line in commandTable.expected is missing or too many";
+    for (std::size_t i = 0; i < kCommandTable.size(); ++i) {
         const CommandEntry& entry = kCommandTable[i];
         const ExpectedRow& expected = expectedRows()[i];
         SCOPED_TRACE("row " + std::to_string(i) + " " + expected.name);
@@ -95,28 +91,34 @@ TEST_F(CommandTable, holdsEveryRowInOrderByteForByte)
 
 TEST_F(CommandTable, marksAllRowsButEleven)
 {
-    std::size_t marked = 0;
-    std::size_t hidden = 0;
+    std::set<std::string> unmarked;
     for (const CommandEntry& entry : kCommandTable) {
-        marked += (entry.flags & kMarked) != 0 ? 1U : 0U;
-        hidden += (entry.flags & kHiddenFromHelp) != 0 ? 1U : 0U;
+        if ((entry.flags & kMarked) == 0) {
+            unmarked.insert(entry.name);
+        }
         EXPECT_EQ(entry.flags & ~(kMatchLengthMask | kMarked | kHiddenFromHelp), 0U) << entry.name;
     }
-    EXPECT_EQ(marked, 120U);
-    EXPECT_EQ(hidden, 33U);
+    EXPECT_EQ(unmarked, (std::set<std::string>{"help", "techelp", "Version", "System", "Type", "IPCFG", "CliMode",
+                                               "CliUser", "CliPass", "CliIPAddr", "CliPort"}));
 }
 
 TEST_F(CommandTable, isReachedByEachNameButTheRepeatedOnes)
 {
-    for (std::size_t i = 0; i < kRows; ++i) {
+    std::set<std::string> seen;
+    std::set<std::size_t> repeated;
+    for (std::size_t i = 0; i < kCommandTable.size(); ++i) {
         bool stopped = false;
         const CommandEntry* found = findCommand(kCommandTable[i].name, stopped);
         ASSERT_NE(found, nullptr) << kCommandTable[i].name;
         EXPECT_FALSE(stopped);
-        const bool repeated = i == 31 || i == 32 || i == 101;
-        EXPECT_EQ(found == &kCommandTable[i], !repeated) << kCommandTable[i].name;
+        const bool isNew = seen.insert(kCommandTable[i].name).second;
+        EXPECT_EQ(found == &kCommandTable[i], isNew) << kCommandTable[i].name;
         EXPECT_STREQ(found->name, kCommandTable[i].name);
+        if (!isNew) {
+            repeated.insert(i);
+        }
     }
+    EXPECT_EQ(repeated.size(), 3U);
 }
 
 // help X
@@ -200,7 +202,7 @@ TEST_F(CommandTable, reportsAValueAsItsReporterKindSays)
     }
     recording::put(recording::Store::status, "video.vidIn.hdbtIn.hdbtIn1.connected", "true");
     recording::put(recording::Store::status, "video.vidIn.hdmiIn.hdmiIn1.connected", "false");
-    for (std::size_t i = 0; i < kRows; ++i) {
+    for (std::size_t i = 0; i < expectedRows().size(); ++i) {
         const ExpectedRow& expected = expectedRows()[i];
         const auto kind = samples().find(expected.reporter);
         ASSERT_NE(kind, samples().end()) << expected.reporter;
