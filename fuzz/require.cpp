@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "support/text.h"
+#include "transcript/text.h"
 
 // Read by AddressSanitizer (sanitizer/asan_interface.h): stacks of allocations are walked and freed memory is kept only
 // as far as the speed of a fuzzer allows.

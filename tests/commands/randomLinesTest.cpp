@@ -17,8 +17,8 @@
 #include "support/capturedReplies.h"
 #include "support/recordingPlatform.h"
 #include "support/replyForms.h"
-#include "support/text.h"
 #include "support/wholeJson.h"
+#include "transcript/text.h"
 
 // Pauses are not under test, and no program is to be run; see the link options.
 extern "C" {

@@ -9,8 +9,8 @@
 #include <unistd.h>
 #include <utility>
 
-#include "support/text.h"
 #include "support/waiting.h"
+#include "transcript/text.h"
 
 namespace {
 

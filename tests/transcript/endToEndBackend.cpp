@@ -8,7 +8,7 @@
 #include "platform/eventBus.h"
 #include "platform/lpc.h"
 #include "support/waiting.h"
-#include "transcript/serialConsole.h"
+#include "transcript/lineConsole.h"
 
 namespace transcript {
 
@@ -34,9 +34,9 @@ TestDevice::PeerAnswer peerAnswer(const GivenPeer& peer)
     return answer;
 }
 
-class EndToEndBackend : public SerialConsole {
+class EndToEndBackend : public LineConsole {
 public:
-    explicit EndToEndBackend(bool internalRole) : SerialConsole(internalRole) {}
+    explicit EndToEndBackend(bool internalRole) : LineConsole(internalRole) {}
 
     void give(const Given& given) override
     {

@@ -15,7 +15,7 @@
 #include "support/recordingPlatform.h"
 #include "support/standIns.h"
 #include "support/waiting.h"
-#include "transcript/serialConsole.h"
+#include "transcript/lineConsole.h"
 
 namespace transcript {
 
@@ -92,9 +92,9 @@ private:
     }
 };
 
-class UnitBackend : public SerialConsole {
+class UnitBackend : public LineConsole {
 public:
-    explicit UnitBackend(bool internalRole) : SerialConsole(internalRole), process_(Process::instance())
+    explicit UnitBackend(bool internalRole) : LineConsole(internalRole), process_(Process::instance())
     {
         const CapturedOutput captured(log());
         onTheLoop([] { recording::reset(); });

@@ -100,8 +100,10 @@ struct File {
 /// All *.transcript files below a directory, in order of their names; with a test suite's name only the file it comes
 /// from.
 std::vector<File> readAll(const std::filesystem::path& directory, const std::string& suite = {});
-/// Throws std::runtime_error with file and line.
-File parse(const std::string& name, const std::string& content);
+/// One file, under this name.
+File readFile(const std::string& name, const std::filesystem::path& path);
+/// Files that the content names are looked for in the directory. Throws std::runtime_error with file and line.
+File parse(const std::string& name, const std::string& content, const std::filesystem::path& directory = {});
 
 // The lines of a transcript that say what was seen.
 std::vector<std::string> replyLines(const std::string& bytes);

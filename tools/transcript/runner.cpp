@@ -1,7 +1,7 @@
 #include <algorithm>
 
-#include "support/text.h"
 #include "transcript/backend.h"
+#include "transcript/text.h"
 
 namespace transcript {
 

@@ -1,4 +1,4 @@
-#include "support/text.h"
+#include "transcript/text.h"
 
 #include <cctype>
 #include <charconv>

@@ -12,7 +12,8 @@
 
 #include <json-c/json.h>
 
-#include "support/text.h"
+#include "transcript/givenState.h"
+#include "transcript/text.h"
 
 namespace transcript {
 
@@ -135,7 +136,9 @@ GivenFault givenFault(Words& words)
 
 class Parser {
 public:
-    explicit Parser(std::string name) : name_(std::move(name)) {}
+    Parser(std::string name, std::filesystem::path directory) : name_(std::move(name)), directory_(std::move(directory))
+    {
+    }
 
     void take(int number, const std::string& line)
     {
@@ -314,10 +317,35 @@ private:
         } else if (what == "fail") {
             addGiven(givenFault(words));
             scenario().endToEnd = false;
+        } else if (what == "state") {
+            takeState(needed(words.text(), "factory or a file's name"));
         } else if (what == "role") {
             takeRole(words.next("role"));
         } else {
             throw std::runtime_error("unknown given " + std::string(what));
+        }
+    }
+
+    // Each area takes the place of what was given of it before.
+    void takeState(const std::string& from)
+    {
+        std::vector<Given> state;
+        if (from == "factory") {
+            state = givenFactoryState();
+        } else {
+            const std::filesystem::path file = directory_ / from;
+            std::ifstream stream(file, std::ios::binary);
+            if (!stream) {
+                throw std::runtime_error("cannot read the state " + file.string());
+            }
+            try {
+                state = givenState({std::istreambuf_iterator<char>(stream), {}});
+            } catch (const std::runtime_error& error) {
+                throw std::runtime_error(file.string() + ": " + error.what());
+            }
+        }
+        for (Given& given : state) {
+            addGiven(std::move(given));
         }
     }
 
@@ -332,6 +360,7 @@ private:
     void addGiven(Given given) { scenario().items.emplace_back(std::move(given)); }
 
     std::string name_;
+    std::filesystem::path directory_;
     int number_ = 0;
     std::vector<Scenario> scenarios_;
     std::set<std::string> titles_;
@@ -339,9 +368,9 @@ private:
 
 }  // namespace
 
-File parse(const std::string& name, const std::string& content)
+File parse(const std::string& name, const std::string& content, const std::filesystem::path& directory)
 {
-    Parser parser(name);
+    Parser parser(name, directory);
     std::istringstream lines(content);
     std::string line;
     try {
@@ -351,6 +380,20 @@ File parse(const std::string& name, const std::string& content)
         return {name, parser.finish(), {}};
     } catch (const std::runtime_error& error) {
         throw std::runtime_error(name + ".transcript:" + std::to_string(parser.number()) + ": " + error.what());
+    }
+}
+
+File readFile(const std::string& name, const std::filesystem::path& path)
+{
+    std::ifstream stream(path, std::ios::binary);
+    const std::string content{std::istreambuf_iterator<char>(stream), {}};
+    if (!stream) {
+        return {name, {}, path.string() + ": cannot be read"};
+    }
+    try {
+        return parse(name, content, path.parent_path());
+    } catch (const std::runtime_error& error) {
+        return {name, {}, error.what()};
     }
 }
 
@@ -369,13 +412,7 @@ std::vector<File> readAll(const std::filesystem::path& directory, const std::str
         if (!suite.empty() && testName(name) != suite) {
             continue;
         }
-        std::ostringstream content;
-        content << std::ifstream(path, std::ios::binary).rdbuf();
-        try {
-            files.push_back(parse(name, content.str()));
-        } catch (const std::runtime_error& error) {
-            files.push_back({name, {}, error.what()});
-        }
+        files.push_back(readFile(name, path));
     }
     return files;
 }

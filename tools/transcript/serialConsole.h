@@ -1,9 +1,10 @@
-// The part of a backend that both have: a console on a pseudo-terminal whose output is collected in a file, and the
-// proof that it has nothing left to do.
+// The part of a backend that all have: a console on a serial line that prints its messages to a log, and the proof that
+// it has nothing left to do. What line and log are is the backend's to say.
 #pragma once
 
-#include "support/outputFile.h"
-#include "support/pseudoTerminal.h"
+#include <chrono>
+#include <functional>
+
 #include "transcript/backend.h"
 
 namespace transcript {
@@ -13,10 +14,23 @@ public:
     explicit SerialConsole(bool internalRole) : internalRole_(internalRole) {}
 
 protected:
+    using Condition = std::function<bool()>;
+
     /// Returns once the loop thread has done everything that reached it before.
     virtual void passLoop() = 0;
     /// The same for the event listener and what its work sets off.
     virtual void passListener() = 0;
+
+    virtual void send(const std::string& bytes) = 0;
+    /// Returns once the console has read all that was sent.
+    virtual void awaitAllRead() = 0;
+    [[nodiscard]] virtual std::size_t logSize() const = 0;
+    [[nodiscard]] virtual std::string logFrom(std::size_t start) const = 0;
+    /// Waits for a condition, at most so long (0: as long as makes sense). Whether it holds.
+    virtual bool becomesTrueWithin(std::chrono::milliseconds patience, const Condition& condition) = 0;
+
+    /// Throws std::runtime_error when it never holds.
+    void await(const char* what, const Condition& condition);
 
     /// Types bytes and waits until they have been dealt with, their quiet gap included where it matters. True when
     /// the gap could be seen only by a burst of its own, of CRs alone.
@@ -27,16 +41,12 @@ protected:
     [[nodiscard]] const std::string& openBurst() const { return openBurst_; }
 
     [[nodiscard]] bool internalRole() const { return internalRole_; }
-    PseudoTerminal& line() { return line_; }
-    OutputFile& log() { return log_; }
 
 private:
     bool gapSeen(std::size_t logStart) const;
     void typeReturnsUntilGap(std::size_t logStart);
 
     bool internalRole_;
-    PseudoTerminal line_;
-    OutputFile log_;
     std::string openBurst_;
 };
 

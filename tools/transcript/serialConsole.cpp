@@ -1,6 +1,7 @@
 #include "transcript/serialConsole.h"
 
-#include "support/waiting.h"
+#include <stdexcept>
+#include <string_view>
 
 namespace transcript {
 
@@ -41,10 +42,17 @@ bool isBurstOfReturns(const Event& event)
     return rest.empty();
 }
 
+void SerialConsole::await(const char* what, const Condition& condition)
+{
+    if (!becomesTrueWithin(std::chrono::milliseconds(0), condition)) {
+        throw std::runtime_error(std::string("waited in vain for ") + what);
+    }
+}
+
 // Only the gap behind the bytes counts, not one before they were read.
 bool SerialConsole::gapSeen(std::size_t logStart) const
 {
-    const std::string text = log_.from(logStart);
+    const std::string text = logFrom(logStart);
     const std::size_t woken = text.find(kWokenLine);
     return woken != std::string::npos && text.find(kGapLine, woken) != std::string::npos;
 }
@@ -53,28 +61,28 @@ bool SerialConsole::gapSeen(std::size_t logStart) const
 void SerialConsole::typeReturnsUntilGap(std::size_t logStart)
 {
     constexpr std::chrono::milliseconds kFewGaps{100};
-    waitFor("the quiet gap of a handshake", [&] {
-        line_.type("\r");
-        return becomesTrue([&] { return gapSeen(logStart); }, kFewGaps);
+    await("the quiet gap of a handshake", [&] {
+        send("\r");
+        return becomesTrueWithin(kFewGaps, [&] { return gapSeen(logStart); });
     });
-    line_.waitUntilAllRead();
+    awaitAllRead();
 }
 
 void SerialConsole::endBurst()
 {
-    typeReturnsUntilGap(log_.size());
+    typeReturnsUntilGap(logSize());
     passLoop();
     openBurst_.clear();
 }
 
 bool SerialConsole::typeAndSettle(const std::string& bytes)
 {
-    const std::size_t logStart = log_.size();
+    const std::size_t logStart = logSize();
     // Steps without a wait between them may or may not have become one burst.
     const bool maybeSilent = isSilentBurst(openBurst_ + bytes) || isSilentBurst(bytes);
     openBurst_ += bytes;
-    line_.type(bytes);
-    line_.waitUntilAllRead();
+    send(bytes);
+    awaitAllRead();
     passLoop();
     const bool gapMatters = internalRole_ || bytes.find("RS232zone") != std::string::npos;
     if (!gapMatters || bytes.empty()) {
@@ -83,7 +91,7 @@ bool SerialConsole::typeAndSettle(const std::string& bytes)
     if (maybeSilent) {
         typeReturnsUntilGap(logStart);
     } else {
-        waitFor("a quiet gap", [&] { return gapSeen(logStart); });
+        await("a quiet gap", [&] { return gapSeen(logStart); });
     }
     passLoop();
     openBurst_.clear();

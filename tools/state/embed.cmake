@@ -1,7 +1,7 @@
-# cmake -DINPUT=FILE -DOUTPUT=FILE.cpp -P embed.cmake: the factory state as a C++ source.
+# cmake -DINPUT=FILE -DOUTPUT=FILE.cpp -P embed.cmake: the state as a C++ source.
 file(READ "${INPUT}" bytes HEX)
 string(REGEX REPLACE "(..)" "'\\\\x\\1'," bytes "${bytes}")
-file(WRITE "${OUTPUT}" "#include \"bench/factoryState.h\"
+file(WRITE "${OUTPUT}" "#include \"state/factoryStateText.h\"
 static constexpr char kText[] = {${bytes}'\\0'};
 std::string_view factoryStateText()
 {

@@ -1,0 +1,6 @@
+// tools/factoryState.json, built into the program.
+#pragma once
+
+#include <string_view>
+
+std::string_view factoryStateText();
