@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "commands/usages.h"
 #include "console/argumentText.h"
 
 namespace {
@@ -65,4 +66,45 @@ int runLevel(const LevelRules& rules, const CommandCall& call)
         showLevel(call, *level);
     }
     return 1;
+}
+
+namespace {
+
+UsageForm stepForm(const LevelRules& rules, const CommandEntry& row, const char* sign, int end)
+{
+    const UsageField level = usage::integer("level", rules.lowest, rules.highest);
+    UsageForm form{.argument = sign,
+                   .effect = "Takes one step of 1 dB; at the end of the range nothing changes.",
+                   .fields = {level},
+                   .replies = {{rules.answersStep ? usage::answer(row, "{level}") : ""}},
+                   .stores = {{.value = "{level}"}, {.value = "", .when = "the range ends"}}};
+    if (!rules.answersStep) {
+        form.replies.push_back({usage::answer(row, std::to_string(end)), "the range ends"});
+    }
+    form.replies.push_back({usage::kRefusal, "the setting is not in the store"});
+    return form;
+}
+
+template <const LevelRules& rules>
+Usage levelUsage(const CommandEntry& row)
+{
+    const UsageField level = usage::integer("level", rules.lowest, rules.highest,
+                                            rules.takesPlusSign ? "dB; may be given with a \"+\"" : "dB; no \"+\"");
+    return {.forms = {{.argument = "{level}",
+                       .effect = "Sets the level.",
+                       .fields = {level},
+                       .replies = {{usage::answer(row, "{level}")}},
+                       .stores = {{"{level}"}},
+                       .unchangedTopic = unchangedTopic(announce::audio, rules.rule)},
+                      stepForm(rules, row, "+", rules.highest),
+                      stepForm(rules, row, "-", rules.lowest),
+                      usage::status(row, usage::integer("level", 0, 0, "dB"))}};
+}
+
+}  // namespace
+
+void describeAudioLevels(UsageList& list)
+{
+    list.push_back({levelCommand<volumeLevel>, levelUsage<volumeLevel>});
+    list.push_back({levelCommand<equaliserLevel>, levelUsage<equaliserLevel>});
 }

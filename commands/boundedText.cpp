@@ -2,6 +2,8 @@
 
 #include <string_view>
 
+#include "commands/usages.h"
+
 namespace {
 
 constexpr std::size_t kLongestText = 15;  // bytes
@@ -24,4 +26,25 @@ int runBoundedText(const BoundedTextRules& rules, const CommandCall& call)
         uartReply("%s[%s]\r\n", call.name, call.args);
     }
     return 1;
+}
+
+namespace {
+
+template <const BoundedTextRules& rules>
+Usage boundedTextUsage(const CommandEntry& row)
+{
+    return {.forms = {{.argument = "{text}",
+                       .effect = "Sets the text; nothing behind the name makes it empty.",
+                       .fields = {usage::text("text", 0, kLongestText)},
+                       .replies = {{std::string(row.name) + "[{text}]\r\n"}},
+                       .stores = {{usage::quoted("{text}")}},
+                       .unchangedTopic = unchangedTopic(rules.announcement, PublishRule::whenUnchanged)}}};
+}
+
+}  // namespace
+
+void describeBoundedTexts(UsageList& list)
+{
+    list.push_back({boundedTextCommand<hostName>, boundedTextUsage<hostName>});
+    list.push_back({boundedTextCommand<systemDebugMode>, boundedTextUsage<systemDebugMode>});
 }

@@ -1,5 +1,6 @@
 #include "commands/choiceSettings.h"
 
+#include "commands/usages.h"
 #include "platform/support/report.h"
 
 namespace {
@@ -57,4 +58,50 @@ int runChoice(const ChoiceRules& rules, const CommandCall& call)
         return refuse(call.line);
     }
     return setChoice(rules, call, *word);
+}
+
+namespace {
+
+UsageForm choiceForm(const ChoiceRules& rules, const CommandEntry& row, const ChoiceWord& word)
+{
+    const std::string bracketed = std::string(row.name) + '[' + word.typed + "]\r\n";
+    return {.argument = word.typed,
+            .effect = "Chooses this.",
+            .replies = {{rules.bracketReply ? bracketed : usage::answer(row, word.typed)}},
+            .stores = {{usage::quoted(word.stored)}},
+            .unchangedTopic = unchangedTopic(rules.announcement, rules.rule),
+            .needsScaler = rules.needsScaler};
+}
+
+template <const ChoiceRules& rules>
+Usage choiceUsage(const CommandEntry& row)
+{
+    Usage usage;
+    std::vector<std::string> words;
+    for (const ChoiceWord& word : rules.words) {
+        usage.forms.push_back(choiceForm(rules, row, word));
+        words.emplace_back(word.typed);
+    }
+    if (rules.hasStatus) {
+        UsageForm status = usage::status(row, rules.showsTypedWord ? usage::oneOf("word", words) : usage::text("word"));
+        if (rules.showsTypedWord) {
+            status.replies.push_back({"", "the stored text is none of these"});
+        }
+        usage.forms.push_back(status);
+    }
+    return usage;
+}
+
+template <const ChoiceRules&... rules>
+void describeEach(UsageList& list)
+{
+    (list.push_back({choiceCommand<rules>, choiceUsage<rules>}), ...);
+}
+
+}  // namespace
+
+void describeChoices(UsageList& list)
+{
+    describeEach<edidMode, usbHostLogic, usbHostRoute, usbFallback, relayType, relayAction, triggerStringType,
+                 clientLoginMode, controlType, hdcpMode, outputAspect>(list);
 }

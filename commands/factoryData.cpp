@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "commands/shellQuote.h"
+#include "commands/usages.h"
 #include "console/argumentText.h"
 #include "console/dispatcher.h"
 #include "platform/commandRunner.h"
@@ -156,4 +157,73 @@ int readFactoryTextCommand(const char* line, const char* /*name*/, const char* a
         uartReply("%s\r\n", stored.get());
     }
     return 1;
+}
+
+namespace {
+
+constexpr char kToolFailed[] = "the tool fails or the item cannot be read back";
+
+std::vector<UsageRun> factoryTool(const CommandEntry& row)
+{
+    return {{std::string("/mnt/mtd/bin/factory_tool -w ") + row.jsonTemplate + " {written}"}};
+}
+
+Usage writeMacUsage(const CommandEntry& row)
+{
+    return {.forms = {{.argument = "{mac}",
+                       .effect = "Writes the address.",
+                       .fields = {usage::text("mac", 0, 0, "six groups with \"-\" between them; the tool checks them"),
+                                  usage::text("written", 0, 0, "the address with \":\", quoted for the shell"),
+                                  usage::text("stored", 0, 0, "what was read back")},
+                       .replies = {{usage::answer(row, "{stored}")}, {"", kToolFailed}},
+                       .stores = {{.value = usage::quoted("{stored}"),
+                                   .jsonTemplate = textLeaf<"network.eth0.macAddr">,
+                                   .store = UsageStore::Store::status},
+                                  {.value = "", .when = kToolFailed}},
+                       .runs = factoryTool(row)}}};
+}
+
+UsageForm writeItemForm(const CommandEntry& row, std::vector<UsageReply> replies)
+{
+    return {.argument = "{text}",
+            .effect = "Writes the item.",
+            .fields = {usage::text("text", 1), usage::text("written", 0, 0, "the text, quoted for the shell"),
+                       usage::text("stored", 0, 0, "what was read back")},
+            .replies = std::move(replies),
+            .runs = factoryTool(row)};
+}
+
+Usage writeSerialNumberUsage(const CommandEntry& row)
+{
+    return {.forms = {writeItemForm(row, {{usage::answer(row, "{stored}")}, {"", kToolFailed}})}};
+}
+
+Usage writeProductIdUsage(const CommandEntry& row)
+{
+    return {.forms = {writeItemForm(row, {{"{text}\r\n"}, {"", "the tool fails"}})}};
+}
+
+Usage readItemUsage(const CommandEntry& /*row*/)
+{
+    UsageForm form = usage::bare("Answers the item.", {{"{stored}\r\n"}, {"", "it is not there"}});
+    form.fields = {usage::text("stored")};
+    return {.forms = {form}};
+}
+
+Usage readMacUsage(const CommandEntry& row)
+{
+    Usage usage = readItemUsage(row);
+    usage.forms[0].effect = "Answers the address with \"-\" between its groups.";
+    return usage;
+}
+
+}  // namespace
+
+void describeFactoryData(UsageList& list)
+{
+    list.push_back({writeMacCommand, writeMacUsage});
+    list.push_back({writeSerialNumberCommand, writeSerialNumberUsage});
+    list.push_back({writeProductIdCommand, writeProductIdUsage});
+    list.push_back({readMacCommand, readMacUsage});
+    list.push_back({readFactoryTextCommand, readItemUsage});
 }

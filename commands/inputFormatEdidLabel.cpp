@@ -2,6 +2,8 @@
 
 #include <arpa/inet.h>
 
+#include "commands/usages.h"
+
 namespace {
 
 constexpr const char* kModelName = textLeaf<"device.modelName">;
@@ -141,4 +143,106 @@ void report::edidMemory(const char* name, const ReportValue& value)
     if (value.number() >= 1 && value.number() <= kEdidMemories) {
         uartReply("%s mem%d\r\n", name, value.number());
     }
+}
+
+namespace {
+
+Usage inputFormatUsage(const CommandEntry& row)
+{
+    UsageForm form =
+        usage::bare("Answers the format of the input.",
+                    {{usage::answer(row, "{width}x{height}{scan}{refreshRate}:{colorDepth}bit:{colorMode}")},
+                     {usage::answer(row, "--:--:--"), "there is no stable picture"}});
+    form.fields = {usage::integer("width", 0, 0),      usage::integer("height", 0, 0),
+                   usage::oneOf("scan", {"i", "p"}),   usage::integer("refreshRate", 0, 0, "Hz"),
+                   usage::integer("colorDepth", 0, 0), usage::text("colorMode")};
+    return {.forms = {form}};
+}
+
+Usage typeUsage(const CommandEntry& /*row*/)
+{
+    UsageForm form = usage::bare("Answers the model's name.", {{"{model}\r\n"}, {"", "it is not known"}});
+    form.fields = {usage::text("model")};
+    return {.forms = {form}};
+}
+
+Usage factoryResetUsage(const CommandEntry& /*row*/)
+{
+    UsageForm form = usage::bare("Asks for the factory state.", {{""}});
+    form.events = {{topic::upgradeQuery, kFactoryReset}};
+    return {.forms = {form}};
+}
+
+Usage pictureResetUsage(const CommandEntry& row)
+{
+    UsageForm form =
+        usage::bare("Resets the picture controls.", {{usage::answer(row)}, {"Command FAILED\r\n", usage::kScalerOff}});
+    form.stores = {{"{count}"}, {.value = "", .when = usage::kScalerOff}};
+    form.fields = {usage::integer("count", 0, 1, "0 and 1 in turn, so that each reset is a change")};
+    return {.forms = {form}};
+}
+
+Usage edidCopyUsage(const CommandEntry& /*row*/)
+{
+    return {.forms = {{.argument = kOnlyEdidMemory,
+                       .effect = "Copies the display's EDID into the memory.",
+                       .replies = {{"{line}\n"}},
+                       .stores = {{"1"}},
+                       .unchangedTopic = unchangedTopic(announce::video, PublishRule::unchangedEventOnly)},
+                      {.argument = "{text}",
+                       .effect = "Anything else is refused.",
+                       .fields = {usage::text("text")},
+                       .replies = {{"Command FAILED: ({line})\n"}}}},
+            .remarks = {"Both answers end in a line feed without a carriage return."}};
+}
+
+Usage bootLabelUsage(const CommandEntry& row)
+{
+    UsageField text = usage::text("text", 0, kLongestLabel, "without \"]\", which ends it");
+    text.cut = true;
+    return {.forms = {{.argument = "[{text}]",
+                       .effect = "Sets the text shown at start.",
+                       .fields = {text},
+                       .replies = {{std::string(row.name) + "[{text}]\r\n"}},
+                       .stores = {{usage::quoted("{text}")}},
+                       .unchangedTopic = unchangedTopic(announce::video, PublishRule::unchangedEventOnly)}}};
+}
+
+Usage clientAddressUsage(const CommandEntry& row)
+{
+    return {.forms = {{.argument = "{address}",
+                       .effect = "Sets the address.",
+                       .fields = {usage::address("address")},
+                       .replies = {{usage::answer(row, "{address}")}},
+                       .stores = {{usage::quoted("{address}")}},
+                       .unchangedTopic = unchangedTopic(announce::control, PublishRule::unchangedEventOnly)},
+                      usage::status(row, usage::text("address"))}};
+}
+
+Usage clientCredentialUsage(const CommandEntry& row)
+{
+    UsageField text = usage::text("text", 1, kLongestCredential);
+    text.cut = true;
+    return {.forms = {{.argument = "{text}",
+                       .effect = "Sets the text.",
+                       .fields = {text},
+                       .replies = {{usage::answer(row, "{text}")}},
+                       .stores = {{usage::quoted("{text}")}},
+                       .unchangedTopic = unchangedTopic(announce::control, PublishRule::unchangedEventOnly)}},
+            .remarks = {"\"sta\" is a text like any other: no command shows what is stored."}};
+}
+
+}  // namespace
+
+void describeSmallCommands(UsageList& list)
+{
+    list.push_back({inputFormatCommand<hdbtInput>, inputFormatUsage});
+    list.push_back({inputFormatCommand<hdmiInput>, inputFormatUsage});
+    list.push_back({typeCommand, typeUsage});
+    list.push_back({factoryResetCommand, factoryResetUsage});
+    list.push_back({pictureResetCommand, pictureResetUsage});
+    list.push_back({edidCopyCommand, edidCopyUsage});
+    list.push_back({bootLabelCommand, bootLabelUsage});
+    list.push_back({clientAddressCommand, clientAddressUsage});
+    list.push_back({clientCredentialCommand, clientCredentialUsage});
 }

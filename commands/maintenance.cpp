@@ -4,6 +4,7 @@
 #include <string_view>
 #include <unistd.h>
 
+#include "commands/usages.h"
 #include "console/argumentText.h"
 #include "console/peerCall.h"
 #include "console/sourceName.h"
@@ -15,6 +16,7 @@
 namespace {
 
 constexpr useconds_t kRebootDelayUs = 3'000'000;  // the slave controller reads its notice meanwhile
+constexpr const char* kUsbRoutes[] = {"Off", "OUTA", "VALENS_UART_UPDATE", "On"};
 
 void setDebug(const char* jsonTemplate, bool on)
 {
@@ -94,13 +96,12 @@ int runDebugToggle(const DebugToggleRules& rules, const CommandCall& call)
 int usbSwitchCommand(const char* line, const char* /*name*/, const char* args, int /*fromEvent*/,
                      const char* /*jsonTemplate*/)
 {
-    constexpr const char* kRoutes[] = {"Off", "OUTA", "VALENS_UART_UPDATE", "On"};
     // Kept: what is no number is 0 and so selects the local port; installers' scripts send words here.
     const int route = leadingNumber(args);
-    if (route < 0 || route >= static_cast<int>(std::size(kRoutes))) {
+    if (route < 0 || route >= static_cast<int>(std::size(kUsbRoutes))) {
         return refuse(line);
     }
-    callPeer(service::microcontroller, "trigerUsb", kRoutes[route]);
+    callPeer(service::microcontroller, "trigerUsb", kUsbRoutes[route]);
     return uartReply("%s\r\n", line);
 }
 
@@ -110,4 +111,101 @@ int sourceChannelCommand(const char* /*line*/, const char* /*name*/, const char*
     printError("\033[1;31;36m[%s][%s][%d] #### pConsoleParam->sourceType=%d \033[0m \r\n", kHandlerSource,
                "sourceChannelCommand", __LINE__, pConsoleParameterA->sourceType);
     return 1;
+}
+
+namespace {
+
+constexpr char kUpdating[] = "an update is in progress";
+
+Usage updateUsage(const CommandEntry& /*row*/)
+{
+    UsageForm start = usage::bare("Starts a firmware update; does nothing while one is in progress.", {{"{line}\r\n"}});
+    start.calls = {{service::system, "sshUpdate", "On"}, {.when = kUpdating}};
+    return {.forms = {start,
+                      {.argument = "{text}",
+                       .effect = "Is answered while an update is in progress, and refused else.",
+                       .fields = {usage::text("text", 1)},
+                       .replies = {{usage::kRefusal}, {"{line}\r\n", kUpdating}}}}};
+}
+
+Usage rebootUsage(const CommandEntry& row)
+{
+    const std::vector<UsageRun> reboot{{"reboot"}};
+    UsageForm form = usage::bare("Restarts the device after 3 s.", {{usage::answer(row)}});
+    form.events = {{topic::upgradeQuery, "Sys Reboot\r"}};
+    form.runs = reboot;
+    return {.forms = {form,
+                      {.argument = "{text}",
+                       .effect = "Is refused, and restarts the device all the same, without notice to others.",
+                       .fields = {usage::text("text", 1)},
+                       .replies = {{usage::kRefusal}},
+                       .runs = reboot}}};
+}
+
+UsageForm debugForm(const CommandEntry& row, const char* word, const char* value, const char* command)
+{
+    return {.argument = word,
+            .effect = "Switches the log on this console on or off.",
+            .replies = {{usage::answer(row, word)}},
+            .stores = {{.value = value, .store = UsageStore::Store::status}},
+            .runs = {{command}}};
+}
+
+Usage debugUsage(const CommandEntry& row)
+{
+    return {.forms = {debugForm(row, "on", "true", "/mnt/mtd/bin/apploggertool -a console debug"),
+                      debugForm(row, "off", "false", "/mnt/mtd/bin/apploggertool -d"),
+                      {.argument = "MCU",
+                       .effect = "Switches the microcontroller's debug output on.",
+                       .replies = {{"{line}\r\n"}},
+                       .calls = {{service::microcontroller, "debugMCU", "On"}}}}};
+}
+
+template <const DebugToggleRules& rules>
+Usage debugToggleUsage(const CommandEntry& row)
+{
+    constexpr char kOn[] = "it is on";
+    const std::string entering = std::string(rules.entering) + "\r\n";
+    UsageForm form = usage::bare("Enters the debug mode.", {{entering}});
+    form.runs = {{"mnt/mtd/bin/apploggertool -a console debug"}};
+    if (*row.jsonTemplate != '\0') {
+        form.effect = "Enters and leaves the debug mode in turn.";
+        form.stores = {{"true"}, {.value = "false", .when = kOn}};
+        form.replies.push_back({std::string(rules.leaving) + "\r\n", kOn});
+        form.runs.push_back({"mnt/mtd/bin/apploggertool -d", kOn});
+    }
+    return {.forms = {form}};
+}
+
+Usage usbSwitchUsage(const CommandEntry& /*row*/)
+{
+    UsageField route = usage::integer("route", 0, static_cast<int>(std::size(kUsbRoutes)) - 1);
+    route.meanings.assign(std::begin(kUsbRoutes), std::end(kUsbRoutes));
+    return {.forms = {{.argument = "{route}",
+                       .effect = "Switches the USB host; what begins with no number counts as 0.",
+                       .fields = {route},
+                       .replies = {{"{line}\r\n"}},
+                       .calls = {{service::microcontroller, "trigerUsb", "{meaning}"}}}},
+            .remarks = {"Only a number that the argument begins with and that is out of range is refused."}};
+}
+
+Usage sourceChannelUsage(const CommandEntry& /*row*/)
+{
+    return {.forms = {{.argument = "{ignored}",
+                       .effect = "Tells on standard error which serial port this instance serves.",
+                       .fields = {usage::text("ignored")},
+                       .replies = {{""}}}}};
+}
+
+}  // namespace
+
+void describeMaintenance(UsageList& list)
+{
+    list.push_back({updateCommand, updateUsage});
+    list.push_back({rebootCommand, rebootUsage});
+    list.push_back({debugCommand, debugUsage});
+    list.push_back({debugToggleCommand<hubDebug>, debugToggleUsage<hubDebug>});
+    list.push_back({debugToggleCommand<chip977Debug>, debugToggleUsage<chip977Debug>});
+    list.push_back({usbSwitchCommand, usbSwitchUsage});
+    list.push_back({sourceChannelCommand, sourceChannelUsage});
 }

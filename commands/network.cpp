@@ -7,6 +7,7 @@
 #include <strings.h>
 
 #include "commands/settingChange.h"
+#include "commands/usages.h"
 #include "console/argumentText.h"
 #include "console/peerCall.h"
 #include "console/reporters.h"
@@ -334,3 +335,108 @@ void ipGateway(const char* /*name*/, const ReportValue& value)
 }
 
 }  // namespace report
+
+namespace {
+
+Usage ipConfigurationUsage(const CommandEntry& /*row*/)
+{
+    UsageForm form = usage::bare("Answers the addresses in force.", {{""}, {"", "that cannot be told"}});
+    const char* const names[] = {"address", "netmask", "gateway"};
+    for (std::size_t i = 0; i < std::size(kAddressLines); ++i) {
+        form.replies[0].text += std::string(kAddressLines[i].label) + ' ' + usage::place(names[i]) + "\r\n";
+        form.fields.push_back(usage::text(names[i]));
+    }
+    form.replies[0].text += "IP Port {port}\r\n";
+    form.fields.push_back(usage::integer("port", 0, 0));
+    return {.forms = {form}, .remarks = {"A line that cannot be read is left out."}};
+}
+
+Usage staticAddressUsage(const CommandEntry& /*row*/)
+{
+    return {.forms = {{.argument = "{address} {netmask} {gateway}",
+                       .effect = "Sets the addresses; the address mode stays as it is.",
+                       .fields = {usage::address("address"), usage::address("netmask"), usage::address("gateway")},
+                       .replies = {{"{line}\r\n"}},
+                       .stores = {{.value = usage::quoted("{address}"), .jsonTemplate = kAddress},
+                                  {.value = usage::quoted("{netmask}"), .jsonTemplate = kNetmask},
+                                  {.value = usage::quoted("{gateway}"), .jsonTemplate = kGateway}},
+                       .unchangedTopic = unchangedTopic(announce::network, PublishRule::whenUnchangedOnce)}}};
+}
+
+UsageForm wordForm(const CommandEntry& row, const char* word, const char* effect, std::string value, PublishRule rule)
+{
+    return {.argument = word,
+            .effect = effect,
+            .replies = {{usage::answer(row, word)}},
+            .stores = {{std::move(value)}},
+            .unchangedTopic = unchangedTopic(announce::network, rule)};
+}
+
+Usage dhcpUsage(const CommandEntry& row)
+{
+    UsageForm status = usage::status(row, usage::oneOf("state", {"on", "off"}));
+    status.replies.push_back({"", "the stored mode is another"});
+    return {
+        .forms = {
+            wordForm(row, "on", "Takes addresses by DHCP.", usage::quoted("DHCP"), PublishRule::whenUnchanged),
+            wordForm(row, "off", "Takes the static addresses.", usage::quoted("STATIC"), PublishRule::whenUnchanged),
+            status}};
+}
+
+Usage telnetPortUsage(const CommandEntry& row)
+{
+    return {.forms = {{.argument = "{port}",
+                       .effect = "Sets the port and restarts telnet there.",
+                       .fields = {usage::integer("port", 1, kHighestPort)},
+                       .replies = {{usage::answer(row, "{port}")}},
+                       .stores = {{"{port}"}},
+                       .unchangedTopic = unchangedTopic(announce::network, PublishRule::unchangedEventOnly),
+                       .calls = {{service::network, "TelnetRestart", "{port}"}}},
+                      usage::status(row, usage::integer("port", 0, 0))}};
+}
+
+Usage telnetTimeoutUsage(const CommandEntry& row)
+{
+    UsageForm status = usage::status(row, usage::integer("seconds", 0, 0));
+    status.effect = "Answers the setting; the word is taken in any case of letters.";
+    status.replies.push_back({usage::answer(row, "never"), "it is 0"});
+    status.replies.push_back({usage::kRefusal, "none is set"});
+    return {.forms = {{.argument = "{seconds}",
+                       .effect = "Sets the time without traffic after which a session ends.",
+                       .fields = {usage::integer("seconds", 0, kLongestTimeout)},
+                       .replies = {{usage::answer(row, "{seconds}")}},
+                       .stores = {{"{seconds}"}},
+                       .unchangedTopic = unchangedTopic(announce::network, PublishRule::unchangedEventOnly)},
+                      wordForm(row, "never", "Sets 0: sessions do not end.", "0", PublishRule::unchangedEventOnly),
+                      status}};
+}
+
+Usage telnetLoginUsage(const CommandEntry& row)
+{
+    constexpr char kEffect[] = "Switches the login, and ends all sessions.";
+    Usage usage{.forms = {wordForm(row, "on", kEffect, "true", PublishRule::unchangedEventOnly),
+                          wordForm(row, "off", kEffect, "false", PublishRule::unchangedEventOnly),
+                          usage::status(row, usage::oneOf("state", {"on", "off"}))}};
+    return usage;
+}
+
+Usage readHostNameUsage(const CommandEntry& row)
+{
+    return {.forms = {{.argument = "{ignored}",
+                       .effect = "Answers the host name.",
+                       .fields = {usage::text("ignored"), usage::text("text")},
+                       .replies = {{usage::answer(row, "{text}")}}}}};
+}
+
+}  // namespace
+
+void describeNetwork(UsageList& list)
+{
+    list.push_back({ipConfigurationCommand, ipConfigurationUsage});
+    list.push_back({staticAddressCommand, staticAddressUsage});
+    list.push_back({dhcpCommand, dhcpUsage});
+    list.push_back({telnetPortCommand, telnetPortUsage});
+    list.push_back({telnetTimeoutCommand, telnetTimeoutUsage});
+    list.push_back({telnetLoginCommand, telnetLoginUsage});
+    list.push_back({readHostNameCommand, readHostNameUsage});
+}

@@ -1,5 +1,6 @@
 #include "commands/numericSettings.h"
 
+#include "commands/usages.h"
 #include "console/argumentText.h"
 
 int runNumeric(const NumericRules& rules, const CommandCall& call)
@@ -22,4 +23,35 @@ int runNumeric(const NumericRules& rules, const CommandCall& call)
         uartReply("%s %d\r\n", call.name, *number);
     }
     return 1;
+}
+
+namespace {
+
+template <const NumericRules& rules>
+Usage numericUsage(const CommandEntry& row)
+{
+    const UsageField number = usage::integer("number", rules.lowest, rules.highest);
+    const std::string given = usage::place(number.name);
+    return {.forms = {{.argument = given,
+                       .effect = "Sets the number.",
+                       .fields = {number},
+                       .replies = {{usage::answer(row, given)}},
+                       .stores = {{given}},
+                       .unchangedTopic = unchangedTopic(rules.announcement, PublishRule::unchangedEventOnly),
+                       .needsScaler = rules.needsScaler},
+                      usage::status(row, usage::integer("number", 0, 0))}};
+}
+
+template <const NumericRules&... rules>
+void describeEach(UsageList& list)
+{
+    (list.push_back({numericCommand<rules>, numericUsage<rules>}), ...);
+}
+
+}  // namespace
+
+void describeNumbers(UsageList& list)
+{
+    describeEach<autoSwitchFirstTime, autoSwitchOutTime, autoPowerOffTime, projectorTime, relayPulseTime, overscanSize,
+                 pictureControl, clientPort>(list);
 }

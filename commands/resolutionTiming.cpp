@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "commands/settingChange.h"
+#include "commands/usages.h"
 #include "console/argumentText.h"
 
 namespace {
@@ -168,4 +169,57 @@ void report::resolutionIndex(const char* name, const ReportValue& value)
 void report::timingIndex(const char* name, const ReportValue& value)
 {
     reportIndex(kTimings, name, value);
+}
+
+namespace {
+
+UsageForm indexForm(FormatList formats, const CommandEntry& row, bool needsScaler)
+{
+    UsageField index = usage::integer("index", 0, static_cast<int>(formats.size()) - 1, "no leading zero");
+    index.meanings.assign(formats.begin(), formats.end());
+    return {.argument = "{index}",
+            .effect = "Chooses the format.",
+            .fields = {index},
+            .replies = {{usage::answer(row, "{index}")}},
+            .stores = {{usage::quoted("{meaning}")}},
+            .unchangedTopic = unchangedTopic(announce::video, PublishRule::unchangedEventOnly),
+            .needsScaler = needsScaler};
+}
+
+UsageForm indexStatus(FormatList formats, const CommandEntry& row)
+{
+    UsageForm status =
+        usage::status(row, usage::integer("index", 0, static_cast<int>(formats.size()) - 1, "of the stored format"));
+    status.replies.push_back({usage::kRefusal, "the stored text is no format of the list"});
+    return status;
+}
+
+Usage resolutionUsage(const CommandEntry& row)
+{
+    std::string list = "index \t format\r\n";
+    for (std::size_t i = 0; i < std::size(kResolutions); ++i) {
+        list += (i < 10 ? "\t0" : "\t") + std::to_string(i) + '\t' + kResolutions[i] + "\r\n";
+    }
+    return {.forms = {indexForm(kResolutions, row, true),
+                      indexStatus(kResolutions, row),
+                      {.argument = "list", .effect = "Answers the list.", .replies = {{list}}, .needsScaler = true}}};
+}
+
+Usage timingUsage(const CommandEntry& row)
+{
+    return {.forms = {indexForm(kTimings, row, false), indexStatus(kTimings, row)}};
+}
+
+Usage timingListUsage(const CommandEntry& /*row*/)
+{
+    return {.forms = {usage::bare("Answers the list of both inputs.", {{kTimingList}})}};
+}
+
+}  // namespace
+
+void describeResolutions(UsageList& list)
+{
+    list.push_back({outputResolutionCommand, resolutionUsage});
+    list.push_back({preferredTimingCommand, timingUsage});
+    list.push_back({preferredTimingListCommand, timingListUsage});
 }

@@ -5,6 +5,7 @@
 #include <optional>
 #include <unistd.h>
 
+#include "commands/usages.h"
 #include "console/argumentText.h"
 #include "platform/store.h"
 #include "platform/support/report.h"
@@ -136,4 +137,47 @@ void report::uart2(const char* name, const ReportValue& /*value*/)
 void report::uart3(const char* name, const ReportValue& /*value*/)
 {
     showParameters(farEndLine, name);
+}
+
+namespace {
+
+UsageForm setLineForm(const LineParameterRules& rules)
+{
+    UsageField baudRate = usage::oneOf("baudRate", {});
+    for (const int rate : kBaudRates) {
+        baudRate.values.push_back(std::to_string(rate));
+    }
+    UsageForm form{.argument = "[{baudRate},{dataBits},{parity},{stopBits}]",
+                   .effect = "Sets the line's parameters.",
+                   .fields = {baudRate, usage::oneOf("dataBits", {"7", "8"}), usage::oneOf("parity", {"0", "1", "2"}),
+                              usage::oneOf("stopBits", {"1", "2"})},
+                   .replies = {{"{line}\r\n"}},
+                   .unchangedTopic = unchangedTopic(rules.announcement, PublishRule::whenUnchangedOnce)};
+    for (std::size_t i = 0; i < rules.leaves.size(); ++i) {
+        form.stores.push_back({.value = usage::place(form.fields[i].name), .jsonTemplate = rules.leaves[i]});
+    }
+    return form;
+}
+
+template <const LineParameterRules& rules>
+Usage lineUsage(const CommandEntry& row)
+{
+    const UsageForm status{.argument = "sta",
+                           .effect = "Answers the parameters.",
+                           .fields = {usage::integer("baudRate", 0, 0), usage::integer("dataBits", 0, 0),
+                                      usage::integer("parity", 0, 0), usage::integer("stopBits", 0, 0)},
+                           .replies = {{std::string(row.name) + "[{baudRate},{dataBits},{parity},{stopBits}]\r\n"},
+                                       {"", "one of them is not in the store"}}};
+    return {.forms = {setLineForm(rules), status},
+            .remarks = {"A parity of 3 or more is answered by nothing, where the rest before it is right.",
+                        "The port is reopened after the answer, which still leaves at the old speed."}};
+}
+
+}  // namespace
+
+void describeSerialLines(UsageList& list)
+{
+    list.push_back({lineParametersCommand<consoleLine>, lineUsage<consoleLine>});
+    list.push_back({lineParametersCommand<receiverLine>, lineUsage<receiverLine>});
+    list.push_back({lineParametersCommand<farEndLine>, lineUsage<farEndLine>});
 }

@@ -1,5 +1,6 @@
 #include "commands/settingChange.h"
 
+#include "commands/usages.h"
 #include "platform/logger.h"
 
 int publishCount(PublishRule rule, bool unchanged, int fromEvent)
@@ -64,4 +65,9 @@ bool scalerModeOn()
         __printLog(6, "[%s][%d] scalerMode=%d\r\n", "readScalerModeStatus", __LINE__, on ? 1 : 0);
     }
     return on;
+}
+
+const char* unchangedTopic(const Announcement& announcement, PublishRule rule)
+{
+    return publishCount(rule, true, 0) != 0 ? announcement.topic : nullptr;
 }

@@ -2,6 +2,8 @@
 
 #include <string_view>
 
+#include "commands/usages.h"
+
 namespace {
 
 const char* word(bool on)
@@ -50,4 +52,41 @@ int runSwitch(const SwitchRules& rules, const CommandCall& call)
         return showSwitch(rules, call);
     }
     return refuse(call.line);
+}
+
+namespace {
+
+UsageForm switchForm(const SwitchRules& rules, const CommandEntry& row, bool on)
+{
+    return {.argument = word(on),
+            .effect = on ? "Switches on." : "Switches off.",
+            .replies = {{rules.silent ? "" : usage::answer(row, word(on))}},
+            .stores = {{on != rules.inverted ? "true" : "false"}},
+            .unchangedTopic = unchangedTopic(rules.announcement, on ? rules.onRule : rules.offRule),
+            .needsScaler = rules.needsScaler};
+}
+
+template <const SwitchRules& rules>
+Usage switchUsage(const CommandEntry& row)
+{
+    Usage usage{.forms = {switchForm(rules, row, true), switchForm(rules, row, false),
+                          usage::status(row, usage::oneOf("state", {"on", "off"}))}};
+    if (rules.inverted) {
+        usage.remarks.emplace_back("\"on\" is stored as false: the setting is a mute or a bypass.");
+    }
+    return usage;
+}
+
+template <const SwitchRules&... rules>
+void describeEach(UsageList& list)
+{
+    (list.push_back({switchCommand<rules>, switchUsage<rules>}), ...);
+}
+
+}  // namespace
+
+void describeSwitches(UsageList& list)
+{
+    describeEach<broadcastSwitch, audioMuteSwitch, controlSwitch, hdmiAudioSwitch, analogAudioSwitch,
+                 scalerBypassSwitch, zoomSwitch>(list);
 }

@@ -7,6 +7,7 @@
 #include <sys/time.h>
 
 #include "commands/factoryData.h"
+#include "commands/usages.h"
 #include "platform/store.h"
 #include "platform/support/report.h"
 
@@ -166,4 +167,89 @@ int runLock(bool lock, const CommandCall& call)
         uartReply("%s\r\n", call.name);
     }
     return 1;
+}
+
+namespace {
+
+Usage versionUsage(const CommandEntry& /*row*/)
+{
+    Usage usage{.adjacent = true};
+    for (const VersionItem& item : kVersionItems) {
+        usage.forms.push_back({.argument = std::string(item.suffix),
+                               .effect = "Answers a version.",
+                               .fields = {usage::text("version")},
+                               .replies = {{"{version}\r\n"}, {"", "it is not known"}}});
+    }
+    return usage;
+}
+
+// "MAC Addr" is {macAddr}.
+std::string fieldName(std::string_view label)
+{
+    std::string name;
+    bool wordBegins = false;
+    for (const char character : label.substr(0, label.find('<'))) {
+        const bool upper = character >= 'A' && character <= 'Z';
+        const bool lower = character >= 'a' && character <= 'z';
+        if (!upper && !lower) {
+            wordBegins = true;
+            continue;
+        }
+        const bool keepsUpper = wordBegins && !name.empty();
+        name += upper && !keepsUpper ? static_cast<char>(character - 'A' + 'a') : character;
+        wordBegins = false;
+    }
+    return name;
+}
+
+UsageForm systemForm(const char* word, const char* effect, bool asDeviceLine)
+{
+    UsageForm form{.argument = word, .effect = effect, .replies = {{""}}};
+    std::string& text = form.replies[0].text;
+    for (const SystemItem& item : kSystemItems) {
+        if (asDeviceLine && !item.inDeviceLine) {
+            continue;
+        }
+        const bool fixed = item.print == printFixed;
+        const std::string name = fieldName(item.label);
+        text += std::string(item.label) + ": " + (fixed ? item.source : usage::place(name));
+        text += asDeviceLine ? "%;" : "\r\n";
+        if (!fixed) {
+            form.fields.push_back(usage::text(name));
+        }
+    }
+    text += asDeviceLine ? "\r\n" : "";
+    return form;
+}
+
+Usage systemUsage(const CommandEntry& /*row*/)
+{
+    return {.forms = {systemForm("sta", "Answers what the device is and how it is set up, a line each.", false),
+                      systemForm("dev", "Answers the same in one line for programs.", true)},
+            .remarks = {"What cannot be read is left out; in the one line its separator stays."}};
+}
+
+template <bool lock>
+Usage lockUsage(const CommandEntry& row)
+{
+    UsageForm set = usage::bare(lock ? "Locks the front panel." : "Unlocks the front panel.", {{usage::answer(row)}});
+    set.stores = {{lock ? "true" : "false"}};
+    set.unchangedTopic = unchangedTopic(announce::system, PublishRule::whenUnchanged);
+    Usage usage{.forms = {set}};
+    if (lock) {
+        usage.forms.push_back({.argument = "sta",
+                               .effect = "Is a sign of life: the answer is the same whatever the state.",
+                               .replies = {{usage::answer(row)}}});
+    }
+    return usage;
+}
+
+}  // namespace
+
+void describeSystemInformation(UsageList& list)
+{
+    list.push_back({versionCommand, versionUsage});
+    list.push_back({systemCommand, systemUsage});
+    list.push_back({lockCommand<true>, lockUsage<true>});
+    list.push_back({lockCommand<false>, lockUsage<false>});
 }

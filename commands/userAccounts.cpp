@@ -6,6 +6,7 @@
 #include <string_view>
 #include <strings.h>
 
+#include "commands/usages.h"
 #include "console/argumentText.h"
 #include "console/dispatcher.h"
 #include "console/peerCall.h"
@@ -270,4 +271,38 @@ int deleteUserCommand(const char* line, const char* /*name*/, const char* args, 
     callPeer(service::system, "sshDelUser", args);
     uartReply("TCP/IP user was deleted\r\n");
     return 1;
+}
+
+namespace {
+
+Usage addUserUsage(const CommandEntry& /*row*/)
+{
+    return {.forms = {{.argument = "{user} {password}",
+                       .effect = "Adds a guest account.",
+                       .fields = {usage::text("user", 1), usage::text("password", 1, 0, "letters and digits")},
+                       .replies = {{"{line}\r\nTCP/IP user was added\r\n"},
+                                   {"{line}\r\nCommand FAILED: ({line})\r\n", "the system service answers \"fail\""},
+                                   {"{line}\r\n", "the system service does not answer"},
+                                   {usage::kRefusal, "the user exists, in any case of letters, or there are " +
+                                                         std::to_string(kMostUsers) + " accounts"}}},
+                      {.argument = "sta",
+                       .effect = "Answers all accounts but root, with their passwords, a line each between these two.",
+                       .replies = {{"TCP/IP username & password list:\r\n{accounts} -\r\n"}}}}};
+}
+
+Usage deleteUserUsage(const CommandEntry& /*row*/)
+{
+    return {.forms = {{.argument = "{user}",
+                       .effect = "Deletes an account; its name is taken in any case of letters.",
+                       .fields = {usage::text("user", 1)},
+                       .replies = {{"{line}\r\nTCP/IP user was deleted\r\n"},
+                                   {usage::kRefusal, "there is no such user, or it is root"}}}}};
+}
+
+}  // namespace
+
+void describeUserAccounts(UsageList& list)
+{
+    list.push_back({addUserCommand, addUserUsage});
+    list.push_back({deleteUserCommand, deleteUserUsage});
 }

@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "commands/settingChange.h"
+#include "commands/usages.h"
 
 namespace {
 
@@ -88,4 +89,49 @@ void report::route(const char* /*name*/, const ReportValue& value)
 {
     showRoute(value.number());
     showBothInputs("InputStatus");
+}
+
+namespace {
+
+Usage routeUsage(const CommandEntry& row)
+{
+    UsageForm form = usage::bare("Sends this source to the output.", {{usage::answer(row)}});
+    form.stores = {{std::string(1, row.name[1])}};
+    form.unchangedTopic = unchangedTopic(kRouteAnnouncement, PublishRule::whenUnchanged);
+    return {.forms = {form}};
+}
+
+Usage routeStatusUsage(const CommandEntry& /*row*/)
+{
+    UsageForm form = usage::bare("Answers which source feeds the output.", {{"x{source}AVx1\r\n"}});
+    form.fields = {usage::integer("source", 0, 0)};
+    return {.forms = {form}};
+}
+
+Usage inputStatusUsage(const CommandEntry& row)
+{
+    return {.forms = {
+                {.argument = "{ignored}",
+                 .effect = "Answers for both inputs, HDBaseT first, whether a source is connected.",
+                 .fields = {usage::text("ignored"), usage::oneOf("hdbt", {"0", "1"}), usage::oneOf("hdmi", {"0", "1"})},
+                 .replies = {{usage::answer(row, "{hdbt}{hdmi}")}}}}};
+}
+
+Usage singleInputStatusUsage(const CommandEntry& row)
+{
+    UsageForm form =
+        usage::bare("Answers whether a source is connected.",
+                    {{usage::answer(row, "{connected}")}, {"", "blanks follow the name"}, {"", "it is not known"}});
+    form.fields = {usage::oneOf("connected", {"0", "1"})};
+    return {.forms = {form}};
+}
+
+}  // namespace
+
+void describeVideoRouting(UsageList& list)
+{
+    list.push_back({routeCommand, routeUsage});
+    list.push_back({routeStatusCommand, routeStatusUsage});
+    list.push_back({inputStatusCommand, inputStatusUsage});
+    list.push_back({singleInputStatusCommand, singleInputStatusUsage});
 }

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "console/dispatcher.h"
+#include "console/usage.h"
 #include "serial/replyWriter.h"
 
 namespace {
@@ -72,4 +73,29 @@ int helpCommand(const char* line, const char* /*name*/, const char* args, int /*
         uartReply("%s\r\n", entry->help);
     }
     return 1;
+}
+
+namespace {
+
+Usage helpUsage(const CommandEntry& row)
+{
+    std::string list;
+    const bool technical = std::string_view(row.name) == "techelp";
+    for (const char* name : technical ? std::span<const char* const>(kTechnicalList) : std::span(kUserList)) {
+        list.append(name).append("\r\n");
+    }
+    return {.forms = {usage::bare("Answers a list of command names, a line each.", {{list}}),
+                      {.argument = "{name}",
+                       .effect = "Answers the built-in help text of a command.",
+                       .fields = {usage::text("name", 1), usage::text("text")},
+                       .replies = {{"{text}\r\n"},
+                                   {"", "the command is hidden from help, or its name is only the beginning"},
+                                   {usage::kRefusal, "no command's name begins it"}}}}};
+}
+
+}  // namespace
+
+void describeHelp(UsageList& list)
+{
+    list.push_back({helpCommand, helpUsage});
 }

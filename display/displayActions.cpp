@@ -6,6 +6,7 @@
 #include "console/peerCall.h"
 #include "console/topics.h"
 #include "display/triggerSender.h"
+#include "display/usages.h"
 #include "platform/eventBus.h"
 #include "platform/logger.h"
 #include "platform/support/settings.h"
@@ -176,4 +177,72 @@ int cecTriggerCommand(const char* line, const char* name, const char* args, int 
         uartReply("%s %s\r\n", name, args);
     }
     return 1;
+}
+
+namespace {
+
+constexpr char kRequest[] = "{request}";
+
+// "stands" is what the store holds for the power afterwards; null where it is not written.
+UsageForm buttonForm(const CommandEntry& row, const char* word, const char* effect, const char* answered)
+{
+    return {.argument = word,
+            .effect = effect,
+            .replies = {{usage::answer(row, answered)}},
+            .events = {{topic::commandFeedback, "{line}"}}};
+}
+
+UsageForm powerForm(const CommandEntry& row, const char* word)
+{
+    UsageForm form = buttonForm(row, word, "Stores the power that is wanted, for others to act on.", word);
+    form.stores = {{.value = usage::quoted(word), .jsonTemplate = kPower}};
+    form.unchangedTopic = topic::control;
+    return form;
+}
+
+UsageForm actionForm(const CommandEntry& row, const char* word)
+{
+    Document powerQuery;
+    fill(powerQuery, kPower, "");
+    UsageForm form = buttonForm(row, word, "Sends the action the way that the control type names.", powerQuery.c_str());
+    form.calls = {{service::displayControl, "SetCmdOn", kRequest, "the control type is \"rs-232\""},
+                  {service::displayControlTelnet, "SetCmdOn", kRequest, "the control type is \"ip\""},
+                  {service::microcontroller, "TrigCEC", word, "the control type is \"cec\""}};
+    return form;
+}
+
+Usage displayButtonUsage(const CommandEntry& row)
+{
+    constexpr char kByCec[] = "the control type is \"cec\"";
+    UsageForm toggle = buttonForm(row, "tog", "Stores the other power; the answer is \"on\" all the same.", "on");
+    toggle.fields = {usage::oneOf("power", {"on", "off"})};
+    toggle.stores = {{.value = usage::quoted("{power}"), .jsonTemplate = kPower},
+                     {.value = "", .when = "the stored power is neither \"on\" nor \"off\""}};
+    toggle.calls = {{service::microcontroller, "TrigCEC", "{power}", kByCec}};
+    return {.forms = {powerForm(row, "on"), powerForm(row, "off"), toggle, actionForm(row, "mute"),
+                      actionForm(row, "vol+"), actionForm(row, "vol-"), usage::status(row, usage::text("power"))},
+            .remarks = {"The answer of \"mute\", \"vol+\" and \"vol-\" shows a query, not a value."}};
+}
+
+Usage cecTriggerUsage(const CommandEntry& row)
+{
+    Usage usage{.remarks = {"Nothing is stored."}};
+    for (const char* word : {"on", "off", "vol+", "vol-", "mute"}) {
+        Document document;
+        fill(document, row.jsonTemplate, word);
+        usage.forms.push_back({.argument = word,
+                               .effect = "Has the microcontroller send the action.",
+                               .replies = {{usage::answer(row, word)}},
+                               .events = {{topic::control, document.c_str()}},
+                               .calls = {{service::microcontroller, "TrigCEC", word}}});
+    }
+    return usage;
+}
+
+}  // namespace
+
+void describeDisplayActions(UsageList& list)
+{
+    list.push_back({displayButtonCommand, displayButtonUsage});
+    list.push_back({cecTriggerCommand, cecTriggerUsage});
 }

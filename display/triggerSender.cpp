@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "console/argumentText.h"
+#include "display/usages.h"
 #include "platform/logger.h"
 #include "platform/lpc.h"
 #include "platform/support/report.h"
@@ -290,4 +291,28 @@ int sendTrigger(const TriggerSender& sender, const char* action)
     }
     clearBusyFlag(sender.path);
     return 0;
+}
+
+namespace {
+
+// A row's action is known when its sender lists the whole line.
+template <const TriggerSender& sender>
+Usage triggerUsage(const CommandEntry& row)
+{
+    UsageForm form = usage::bare("Does nothing.", {{""}});
+    if (findTexts(sender, row.name) != nullptr) {
+        form.effect = "Sends the stored command to the display, unless the way is busy or a text of it is missing.";
+        form.calls = {{sender.path.service, "SetCmdOn", "{request}"}};
+    }
+    return {.forms = {form}, .refusesOthers = false};
+}
+
+}  // namespace
+
+void describeTriggers(UsageList& list)
+{
+    list.push_back({triggerCommand<serialPower>, triggerUsage<serialPower>});
+    list.push_back({triggerCommand<serialVolume>, triggerUsage<serialVolume>});
+    list.push_back({triggerCommand<networkPower>, triggerUsage<networkPower>});
+    list.push_back({triggerCommand<networkVolume>, triggerUsage<networkVolume>});
 }

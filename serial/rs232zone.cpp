@@ -9,8 +9,6 @@
 namespace {
 
 constexpr std::string_view kWord = "RS232zone";
-// A payload with its brackets; more is refused.
-constexpr std::size_t kBracketCapacity = 80;
 
 using HexText = FixedText<256>;
 

@@ -6,6 +6,9 @@
 
 #include "platform/support/fixedText.h"
 
+/// A payload with its brackets; more is refused.
+inline constexpr std::size_t kBracketCapacity = 80;
+
 class Rs232zone {
 public:
     /// Takes the line if it begins an RS232zone text, belongs to one that is pending, or only pretends to be one.
