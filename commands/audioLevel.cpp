@@ -77,11 +77,11 @@ UsageForm stepForm(const LevelRules& rules, const CommandEntry& row, const char*
                    .effect = "Takes one step of 1 dB; at the end of the range nothing changes.",
                    .fields = {level},
                    .replies = {{rules.answersStep ? usage::answer(row, "{level}") : ""}},
-                   .stores = {{.value = "{level}"}, {.value = "", .when = "the range ends"}}};
+                   .stores = {{"{level}"}}};
     if (!rules.answersStep) {
         form.replies.push_back({usage::answer(row, std::to_string(end)), "the range ends"});
     }
-    form.replies.push_back({usage::kRefusal, "the setting is not in the store"});
+    form.replies.push_back({usage::kRefusal, "it is not in the store"});
     return form;
 }
 

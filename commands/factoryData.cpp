@@ -170,16 +170,17 @@ std::vector<UsageRun> factoryTool(const CommandEntry& row)
 
 Usage writeMacUsage(const CommandEntry& row)
 {
+    UsageField mac = usage::text("mac", 0, 0, "six groups with \"-\" between them; the tool checks them");
+    mac.example = "02-00-5E-10-00-02";
     return {.forms = {{.argument = "{mac}",
                        .effect = "Writes the address.",
-                       .fields = {usage::text("mac", 0, 0, "six groups with \"-\" between them; the tool checks them"),
+                       .fields = {mac, usage::text("word", 0, 0, "the line up to its first blank, such as the name"),
                                   usage::text("written", 0, 0, "the address with \":\", quoted for the shell"),
                                   usage::text("stored", 0, 0, "what was read back")},
-                       .replies = {{usage::answer(row, "{stored}")}, {"", kToolFailed}},
+                       .replies = {{"{word} {stored}\r\n"}, {"", kToolFailed}},
                        .stores = {{.value = usage::quoted("{stored}"),
                                    .jsonTemplate = textLeaf<"network.eth0.macAddr">,
-                                   .store = UsageStore::Store::status},
-                                  {.value = "", .when = kToolFailed}},
+                                   .inStatusStore = true}},
                        .runs = factoryTool(row)}}};
 }
 

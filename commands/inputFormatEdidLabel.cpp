@@ -177,7 +177,7 @@ Usage pictureResetUsage(const CommandEntry& row)
 {
     UsageForm form =
         usage::bare("Resets the picture controls.", {{usage::answer(row)}, {"Command FAILED\r\n", usage::kScalerOff}});
-    form.stores = {{"{count}"}, {.value = "", .when = usage::kScalerOff}};
+    form.stores = {{"{count}"}};
     form.fields = {usage::integer("count", 0, 1, "0 and 1 in turn, so that each reset is a change")};
     return {.forms = {form}};
 }

@@ -120,7 +120,7 @@ constexpr char kUpdating[] = "an update is in progress";
 Usage updateUsage(const CommandEntry& /*row*/)
 {
     UsageForm start = usage::bare("Starts a firmware update; does nothing while one is in progress.", {{"{line}\r\n"}});
-    start.calls = {{service::system, "sshUpdate", "On"}, {.when = kUpdating}};
+    start.calls = {{service::system, "sshUpdate", "On"}};
     return {.forms = {start,
                       {.argument = "{text}",
                        .effect = "Is answered while an update is in progress, and refused else.",
@@ -147,7 +147,7 @@ UsageForm debugForm(const CommandEntry& row, const char* word, const char* value
     return {.argument = word,
             .effect = "Switches the log on this console on or off.",
             .replies = {{usage::answer(row, word)}},
-            .stores = {{.value = value, .store = UsageStore::Store::status}},
+            .stores = {{.value = value, .inStatusStore = true}},
             .runs = {{command}}};
 }
 
@@ -180,13 +180,13 @@ Usage debugToggleUsage(const CommandEntry& row)
 Usage usbSwitchUsage(const CommandEntry& /*row*/)
 {
     UsageField route = usage::integer("route", 0, static_cast<int>(std::size(kUsbRoutes)) - 1);
+    route.lenient = true;
     route.meanings.assign(std::begin(kUsbRoutes), std::end(kUsbRoutes));
     return {.forms = {{.argument = "{route}",
-                       .effect = "Switches the USB host; what begins with no number counts as 0.",
+                       .effect = "Switches the USB host.",
                        .fields = {route},
                        .replies = {{"{line}\r\n"}},
-                       .calls = {{service::microcontroller, "trigerUsb", "{meaning}"}}}},
-            .remarks = {"Only a number that the argument begins with and that is out of range is refused."}};
+                       .calls = {{service::microcontroller, "trigerUsb", "{meaning}"}}}}};
 }
 
 Usage sourceChannelUsage(const CommandEntry& /*row*/)

@@ -126,10 +126,12 @@ bool setTimeout(const CommandCall& call, int seconds)
     return changeSetting(announce::network, call.jsonTemplate, seconds, count);
 }
 
+constexpr char kEndSessions[] = "killall *cmdd";
+
 // Sessions that were let in under the old login mode have to log in again.
 void endTelnetSessions()
 {
-    [[maybe_unused]] const int status = std::system("killall *cmdd");
+    [[maybe_unused]] const int status = std::system(kEndSessions);
 }
 
 int setLogin(const CommandCall& call, bool on)
@@ -341,6 +343,7 @@ namespace {
 Usage ipConfigurationUsage(const CommandEntry& /*row*/)
 {
     UsageForm form = usage::bare("Answers the addresses in force.", {{""}, {"", "that cannot be told"}});
+    form.partial = true;
     const char* const names[] = {"address", "netmask", "gateway"};
     for (std::size_t i = 0; i < std::size(kAddressLines); ++i) {
         form.replies[0].text += std::string(kAddressLines[i].label) + ' ' + usage::place(names[i]) + "\r\n";
@@ -348,7 +351,7 @@ Usage ipConfigurationUsage(const CommandEntry& /*row*/)
     }
     form.replies[0].text += "IP Port {port}\r\n";
     form.fields.push_back(usage::integer("port", 0, 0));
-    return {.forms = {form}, .remarks = {"A line that cannot be read is left out."}};
+    return {.forms = {form}};
 }
 
 Usage staticAddressUsage(const CommandEntry& /*row*/)
@@ -399,8 +402,8 @@ Usage telnetTimeoutUsage(const CommandEntry& row)
 {
     UsageForm status = usage::status(row, usage::integer("seconds", 0, 0));
     status.effect = "Answers the setting; the word is taken in any case of letters.";
-    status.replies.push_back({usage::answer(row, "never"), "it is 0"});
-    status.replies.push_back({usage::kRefusal, "none is set"});
+    status.replies = {
+        status.replies.front(), {usage::answer(row, "never"), "it is 0"}, {usage::kRefusal, "it is not in the store"}};
     return {.forms = {{.argument = "{seconds}",
                        .effect = "Sets the time without traffic after which a session ends.",
                        .fields = {usage::integer("seconds", 0, kLongestTimeout)},
@@ -415,8 +418,11 @@ Usage telnetLoginUsage(const CommandEntry& row)
 {
     constexpr char kEffect[] = "Switches the login, and ends all sessions.";
     Usage usage{.forms = {wordForm(row, "on", kEffect, "true", PublishRule::unchangedEventOnly),
-                          wordForm(row, "off", kEffect, "false", PublishRule::unchangedEventOnly),
-                          usage::status(row, usage::oneOf("state", {"on", "off"}))}};
+                          wordForm(row, "off", kEffect, "false", PublishRule::unchangedEventOnly)}};
+    for (UsageForm& form : usage.forms) {
+        form.runs = {{kEndSessions}};
+    }
+    usage.forms.push_back(usage::status(row, usage::oneOf("state", {"on", "off"})));
     return usage;
 }
 

@@ -147,13 +147,17 @@ UsageForm setLineForm(const LineParameterRules& rules)
     for (const int rate : kBaudRates) {
         baudRate.values.push_back(std::to_string(rate));
     }
-    UsageForm form{.argument = "[{baudRate},{dataBits},{parity},{stopBits}]",
-                   .effect = "Sets the line's parameters.",
-                   .fields = {baudRate, usage::oneOf("dataBits", {"7", "8"}), usage::oneOf("parity", {"0", "1", "2"}),
-                              usage::oneOf("stopBits", {"1", "2"})},
-                   .replies = {{"{line}\r\n"}},
-                   .unchangedTopic = unchangedTopic(rules.announcement, PublishRule::whenUnchangedOnce)};
+    UsageField parity = usage::oneOf("parity", {"0", "1", "2"});
+    parity.meanings = {"none", "odd", "even"};
+    parity.silent = true;
+    UsageForm form{
+        .argument = "[{baudRate},{dataBits},{parity},{stopBits}]",
+        .effect = "Sets the line's parameters.",
+        .fields = {baudRate, usage::oneOf("dataBits", {"7", "8"}), parity, usage::oneOf("stopBits", {"1", "2"})},
+        .replies = {{"{line}\r\n"}},
+        .unchangedTopic = unchangedTopic(rules.announcement, PublishRule::whenUnchangedOnce)};
     for (std::size_t i = 0; i < rules.leaves.size(); ++i) {
+        form.fields[i].lenient = true;
         form.stores.push_back({.value = usage::place(form.fields[i].name), .jsonTemplate = rules.leaves[i]});
     }
     return form;
@@ -169,8 +173,7 @@ Usage lineUsage(const CommandEntry& row)
                            .replies = {{std::string(row.name) + "[{baudRate},{dataBits},{parity},{stopBits}]\r\n"},
                                        {"", "one of them is not in the store"}}};
     return {.forms = {setLineForm(rules), status},
-            .remarks = {"A parity of 3 or more is answered by nothing, where the rest before it is right.",
-                        "The port is reopened after the answer, which still leaves at the old speed."}};
+            .remarks = {"The port is reopened after the answer, which still leaves at the old speed."}};
 }
 
 }  // namespace

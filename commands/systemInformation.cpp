@@ -204,7 +204,7 @@ std::string fieldName(std::string_view label)
 
 UsageForm systemForm(const char* word, const char* effect, bool asDeviceLine)
 {
-    UsageForm form{.argument = word, .effect = effect, .replies = {{""}}};
+    UsageForm form{.argument = word, .effect = effect, .replies = {{""}}, .partial = true};
     std::string& text = form.replies[0].text;
     for (const SystemItem& item : kSystemItems) {
         if (asDeviceLine && !item.inDeviceLine) {
@@ -224,9 +224,12 @@ UsageForm systemForm(const char* word, const char* effect, bool asDeviceLine)
 
 Usage systemUsage(const CommandEntry& /*row*/)
 {
-    return {.forms = {systemForm("sta", "Answers what the device is and how it is set up, a line each.", false),
-                      systemForm("dev", "Answers the same in one line for programs.", true)},
-            .remarks = {"What cannot be read is left out; in the one line its separator stays."}};
+    return {
+        .forms = {
+            systemForm("sta", "Answers what the device is and how it is set up, a line each.", false),
+            systemForm("dev",
+                       "Answers the same in one line for programs, where a separator stands also for what is left out.",
+                       true)}};
 }
 
 template <bool lock>
@@ -235,7 +238,7 @@ Usage lockUsage(const CommandEntry& row)
     UsageForm set = usage::bare(lock ? "Locks the front panel." : "Unlocks the front panel.", {{usage::answer(row)}});
     set.stores = {{lock ? "true" : "false"}};
     set.unchangedTopic = unchangedTopic(announce::system, PublishRule::whenUnchanged);
-    Usage usage{.forms = {set}};
+    Usage usage{.forms = {set}, .oneBlank = true};
     if (lock) {
         usage.forms.push_back({.argument = "sta",
                                .effect = "Is a sign of life: the answer is the same whatever the state.",

@@ -275,6 +275,13 @@ int deleteUserCommand(const char* line, const char* /*name*/, const char* args, 
 
 namespace {
 
+constexpr char kNoList[] = "there is no list of accounts";
+
+std::string longestEcho()
+{
+    return "An answer shows at most " + std::to_string(EchoText::kMaxSize) + " bytes of the line.";
+}
+
 Usage addUserUsage(const CommandEntry& /*row*/)
 {
     return {.forms = {{.argument = "{user} {password}",
@@ -284,19 +291,29 @@ Usage addUserUsage(const CommandEntry& /*row*/)
                                    {"{line}\r\nCommand FAILED: ({line})\r\n", "the system service answers \"fail\""},
                                    {"{line}\r\n", "the system service does not answer"},
                                    {usage::kRefusal, "the user exists, in any case of letters, or there are " +
-                                                         std::to_string(kMostUsers) + " accounts"}}},
+                                                         std::to_string(kMostUsers) + " accounts"},
+                                   {"", kNoList}},
+                       .stores = {{.value = "{accounts}", .jsonTemplate = kNoUsers}},
+                       .calls = {{service::system, "sshAddUser", "{account}"}}},
                       {.argument = "sta",
                        .effect = "Answers all accounts but root, with their passwords, a line each between these two.",
-                       .replies = {{"TCP/IP username & password list:\r\n{accounts} -\r\n"}}}}};
+                       .replies = {{"TCP/IP username & password list:\r\n{accounts} -\r\n"}, {"", kNoList}}}},
+            .remarks = {longestEcho()}};
 }
 
 Usage deleteUserUsage(const CommandEntry& /*row*/)
 {
+    UsageField user = usage::text("user", 1);
+    user.example = "guest";
     return {.forms = {{.argument = "{user}",
                        .effect = "Deletes an account; its name is taken in any case of letters.",
-                       .fields = {usage::text("user", 1)},
+                       .fields = {user},
                        .replies = {{"{line}\r\nTCP/IP user was deleted\r\n"},
-                                   {usage::kRefusal, "there is no such user, or it is root"}}}}};
+                                   {usage::kRefusal, "there is no such user, or it is root"},
+                                   {"", kNoList}},
+                       .stores = {{.value = "{accounts}", .jsonTemplate = kNoUsers}},
+                       .calls = {{service::system, "sshDelUser", "{user}"}}}},
+            .remarks = {longestEcho()}};
 }
 
 }  // namespace

@@ -103,7 +103,8 @@ Usage routeUsage(const CommandEntry& row)
 
 Usage routeStatusUsage(const CommandEntry& /*row*/)
 {
-    UsageForm form = usage::bare("Answers which source feeds the output.", {{"x{source}AVx1\r\n"}});
+    UsageForm form =
+        usage::bare("Answers which source feeds the output.", {{"x{source}AVx1\r\n"}, {"", "it is not in the store"}});
     form.fields = {usage::integer("source", 0, 0)};
     return {.forms = {form}};
 }

@@ -84,10 +84,12 @@ Usage helpUsage(const CommandEntry& row)
     for (const char* name : technical ? std::span<const char* const>(kTechnicalList) : std::span(kUserList)) {
         list.append(name).append("\r\n");
     }
+    UsageField name = usage::text("name", 1);
+    name.example = "Blink";
     return {.forms = {usage::bare("Answers a list of command names, a line each.", {{list}}),
                       {.argument = "{name}",
                        .effect = "Answers the built-in help text of a command.",
-                       .fields = {usage::text("name", 1), usage::text("text")},
+                       .fields = {name, usage::text("text")},
                        .replies = {{"{text}\r\n"},
                                    {"", "the command is hidden from help, or its name is only the beginning"},
                                    {usage::kRefusal, "no command's name begins it"}}}}};

@@ -51,7 +51,10 @@ std::string quoted(std::string_view word)
 UsageForm status(const CommandEntry& row, UsageField field)
 {
     const std::string reply = answer(row, place(field.name));
-    return {.argument = "sta", .effect = "Answers the setting.", .fields = {std::move(field)}, .replies = {{reply}}};
+    return {.argument = "sta",
+            .effect = "Answers the setting.",
+            .fields = {std::move(field)},
+            .replies = {{reply}, {"", "it is not in the store"}}};
 }
 
 UsageForm bare(std::string effect, std::vector<UsageReply> replies)

@@ -24,25 +24,26 @@ struct UsageField {
     std::vector<std::string> values{};    // these alone, when there are any
     std::vector<std::string> meanings{};  // of the values, or of the integers from the lowest on: {meaning}
     bool cut = false;                     // a longer text is cut to `highest` bytes; else it is refused
+    bool lenient = false;                 // the number that the text begins with counts; 0 when there is none
+    bool silent = false;                  // what is out of range is answered by nothing; else it is refused
+    std::string example{};                // a value where not any text will do
     std::string remark{};
 };
 
-/// One thing that a command does or answers.
+// What a command answers and does. Without a condition it is so always, unless another one's condition holds.
 struct UsageReply {
     std::string text{};  // with its line ends; empty: no answer
-    std::string when{};  // empty: always, unless another one's condition holds
+    std::string when{};
 };
 struct UsageStore {
-    enum class Store { settings, status, factory };
     std::string value{};                 // JSON, with fields
     const char* jsonTemplate = nullptr;  // null: the row's own leaf
-    Store store = Store::settings;
+    bool inStatusStore = false;          // else in the settings
     std::string when{};
 };
 struct UsageEvent {
     std::string topic{};
     std::string payload{};
-    std::string when{};
 };
 struct UsageCall {
     std::string service{};
@@ -66,12 +67,14 @@ struct UsageForm {
     std::vector<UsageEvent> events{};      // beside the store's announcement of a change
     std::vector<UsageCall> calls{};
     std::vector<UsageRun> runs{};
+    bool partial = false;      // a line or an item of the answer that cannot be read is left out
     bool needsScaler = false;  // refused while the scaler mode is off
 };
 
 struct Usage {
     std::vector<UsageForm> forms{};
     bool adjacent = false;               // the argument follows the name without a blank
+    bool oneBlank = false;               // exactly one; else any number of blanks, or none
     bool refusesOthers = true;           // what fits no form is answered "Command FAILED: (LINE)"; else by nothing
     std::vector<std::string> remarks{};  // sentences
 };

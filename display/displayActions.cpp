@@ -214,10 +214,11 @@ UsageForm actionForm(const CommandEntry& row, const char* word)
 Usage displayButtonUsage(const CommandEntry& row)
 {
     constexpr char kByCec[] = "the control type is \"cec\"";
-    UsageForm toggle = buttonForm(row, "tog", "Stores the other power; the answer is \"on\" all the same.", "on");
+    UsageForm toggle = buttonForm(
+        row, "tog", "Stores the other power, when it is \"on\" or \"off\" now; the answer is \"on\" all the same.",
+        "on");
     toggle.fields = {usage::oneOf("power", {"on", "off"})};
-    toggle.stores = {{.value = usage::quoted("{power}"), .jsonTemplate = kPower},
-                     {.value = "", .when = "the stored power is neither \"on\" nor \"off\""}};
+    toggle.stores = {{.value = usage::quoted("{power}"), .jsonTemplate = kPower}};
     toggle.calls = {{service::microcontroller, "TrigCEC", "{power}", kByCec}};
     return {.forms = {powerForm(row, "on"), powerForm(row, "off"), toggle, actionForm(row, "mute"),
                       actionForm(row, "vol+"), actionForm(row, "vol-"), usage::status(row, usage::text("power"))},

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <set>
 #include <string>
@@ -15,6 +14,7 @@
 #include "console/commandEntry.h"
 #include "console/dispatcher.h"
 #include "support/capturedReplies.h"
+#include "support/quietError.h"
 #include "support/recordingPlatform.h"
 #include "support/replyForms.h"
 #include "support/wholeJson.h"
@@ -294,20 +294,6 @@ protected:
     int answered_ = 0;
     int refused_ = 0;
     std::set<std::string> reached_;
-};
-
-// Standard error, which gets four lines a command, goes nowhere meanwhile.
-class QuietError {
-public:
-    QuietError() : kept_(::dup(STDERR_FILENO))
-    {
-        const UniqueFd nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
-        ::dup2(nowhere.get(), STDERR_FILENO);
-    }
-    ~QuietError() { ::dup2(kept_.get(), STDERR_FILENO); }
-
-private:
-    UniqueFd kept_;
 };
 
 TEST_F(RandomLines, leaveTheStoresWellFormedAndAreAnsweredInTheReplyForms)

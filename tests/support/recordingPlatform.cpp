@@ -543,6 +543,23 @@ void drop(Store store, const std::string& path)
     stored.erase(stored.lower_bound(path + '.'), stored.lower_bound(path + '/'));  // '/' follows '.'
 }
 
+DeviceState deviceState()
+{
+    const Lock lock(state().mutex);
+    return {leavesOf(Store::settings), leavesOf(Store::status), state().factory, state().peers, state().runStatus};
+}
+
+void resetTo(const DeviceState& device)
+{
+    reset();
+    const Lock lock(state().mutex);
+    leavesOf(Store::settings) = device.settings;
+    leavesOf(Store::status) = device.status;
+    state().factory = device.factory;
+    state().peers = device.peers;
+    state().runStatus = device.runStatus;
+}
+
 void put(Store store, const std::string& path, const std::string& json)
 {
     drop(store, path);

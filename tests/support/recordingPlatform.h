@@ -91,6 +91,18 @@ void setPeer(const std::string& service, const std::string& method, PeerAnswer a
 void setRunStatus(int status);
 void setLogLevel(int level, bool on);
 
+/// What the stores and the factory data hold, how peers answer and what commands end with.
+struct DeviceState {
+    std::map<std::string, std::string> settings;  // by path, JSON
+    std::map<std::string, std::string> status;
+    std::map<std::string, std::string> factory;
+    std::map<std::pair<std::string, std::string>, PeerAnswer> peers;
+    int runStatus = 0;
+};
+DeviceState deviceState();
+/// As reset(), and then this.
+void resetTo(const DeviceState& device);
+
 inline constexpr int kForGood = -1;
 /// The next `times` calls of a kind, once `after` of them have passed, fail with `error`.
 void fail(Fault fault, int times = kForGood, int error = EIO, int after = 0);

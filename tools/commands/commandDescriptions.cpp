@@ -53,6 +53,24 @@ std::vector<CommandDescription> describeTable()
 
 }  // namespace
 
+std::optional<SettingLeaf> settingLeaf(std::string_view jsonTemplate)
+{
+    SettingLeaf leaf;
+    while (jsonTemplate.starts_with("{\"")) {
+        const std::size_t end = jsonTemplate.find("\":");
+        leaf.path.append(leaf.path.empty() ? "" : ".").append(jsonTemplate.substr(2, end - 2));
+        jsonTemplate.remove_prefix(end + 2);
+    }
+    if (leaf.path.empty()) {
+        return std::nullopt;
+    }
+    leaf.type = jsonTemplate.starts_with("%d")   ? "integer"
+                : jsonTemplate.starts_with("%s") ? "boolean"
+                : jsonTemplate.starts_with('[')  ? "array"
+                                                 : "string";
+    return leaf;
+}
+
 std::span<const CommandDescription> commandDescriptions()
 {
     static const std::vector<CommandDescription> descriptions = describeTable();

@@ -2,6 +2,7 @@
 // only the change broadcast reaches, belongs to the first one. For the command reference and the bench's completion.
 #pragma once
 
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -16,6 +17,14 @@ struct CommandDescription {
 
     [[nodiscard]] const CommandEntry& row() const { return *rows.front(); }
 };
+
+/// A leaf of a store.
+struct SettingLeaf {
+    std::string path;  // dotted
+    std::string type;  // "boolean", "integer", "string" or "array"
+};
+/// The leaf that a template names; none for an empty one or a factory key.
+std::optional<SettingLeaf> settingLeaf(std::string_view jsonTemplate);
 
 /// Made at the first call. Throws std::logic_error when a row's handler describes itself nowhere.
 std::span<const CommandDescription> commandDescriptions();
