@@ -14,6 +14,14 @@ if(RECEIVER_SANITIZE)
   target_link_options(receiverOptions INTERFACE -fsanitize=${RECEIVER_SANITIZE})
 endif()
 
+
+# A release is optimised as a whole and carries no symbols: what is installed is small and starts fast.
+if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT RECEIVER_SANITIZE)
+  include(CheckIPOSupported)
+  check_ipo_supported(RESULT CMAKE_INTERPROCEDURAL_OPTIMIZATION LANGUAGES C CXX)
+  target_link_options(receiverOptions INTERFACE -s)
+endif()
+
 # What the daemon consists of is built without exceptions and run-time types.
 add_library(daemonOptions INTERFACE)
 target_link_libraries(daemonOptions INTERFACE receiverOptions)

@@ -1,18 +1,22 @@
 #!/bin/bash
-# installDependencies.sh build|test...: installs with apt-get what is missing of the packages that building, or testing
-# as well, needs. Says nothing and asks for nothing when all of them are there.
+# installDependencies.sh build|test|bench...: installs with apt-get what is missing of the packages that building,
+# testing or measuring needs. Says nothing and asks for nothing when all of them are there.
 set -euo pipefail
 
 build=(g++ cmake ninja-build pkg-config libsqlite3-dev libsystemd-dev libjson-c-dev libcli11-dev dbus-daemon)
 test=(libgtest-dev libgmock-dev sqlite3 clang-format git clang libclang-rt-14-dev)
+# The programs that the console is measured against come with services; those are kept from starting.
+bench=(redis-server ser2net python3 valgrind strace libbenchmark-dev)
+services=(redis-server ser2net)
 
 packages=()
 for purpose in "$@"; do
     case $purpose in
     build) packages+=("${build[@]}") ;;
     test) packages+=("${test[@]}") ;;
+    bench) packages+=("${bench[@]}") ;;
     *)
-        echo "$0: '$purpose' is neither build nor test" >&2
+        echo "$0: '$purpose' is none of build, test and bench" >&2
         exit 2
         ;;
     esac
@@ -50,10 +54,32 @@ install()
     aptGet install --yes --no-install-recommends "${missing[@]}"
 }
 
+# What apt-get asks before it starts a service (invoke-rc.d(8)); its answer 101 is no.
+policy=/usr/sbin/policy-rc.d
+forbidServices()
+{
+    [[ " ${missing[*]} " =~ \ (${services[0]}|${services[1]})\  && ! -e $policy ]] || return 0
+    printf '#!/bin/sh\nexit 101\n' | "${asRoot[@]}" tee $policy >/dev/null
+    "${asRoot[@]}" chmod 755 $policy
+    trap '"${asRoot[@]}" rm -f "$policy"; rm -f "$log"' EXIT
+}
+# Nor are they to start with the next boot.
+disableServices()
+{
+    local service
+    for service in "${services[@]}"; do
+        if [[ " ${missing[*]} " == *" $service "* ]] && command -v systemctl >/dev/null; then
+            "${asRoot[@]}" systemctl --quiet disable "$service" 2>/dev/null || true
+        fi
+    done
+}
+
 echo "installing ${missing[*]}" >&2
+forbidServices
 # The package lists may be missing or old; they are fetched only when it fails without.
 if ! install && ! { aptGet update && install; }; then
     cat "$log" >&2
     echo "$0: apt-get could not install ${missing[*]}" >&2
     exit 1
 fi
+disableServices
