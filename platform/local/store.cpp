@@ -72,7 +72,13 @@ bool StoreConnection::open()
             return false;
         }
     }
+    memory_.watch(database_.get());
     return true;
+}
+
+bool StoreConnection::inTransaction() const
+{
+    return sqlite3_get_autocommit(database_.get()) == 0;
 }
 
 JsonObject StoreConnection::readTree(std::string_view path)

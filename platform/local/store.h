@@ -8,6 +8,7 @@
 
 #include "platform/local/database.h"
 #include "platform/local/jsonTree.h"
+#include "platform/local/leafMemory.h"
 #include "platform/local/local.h"
 
 namespace local {
@@ -27,6 +28,33 @@ public:
     /// Calls take(text of the leaf). False with errno set (ENOENT: no such leaf).
     template <class Take>
     bool readLeaf(std::string_view path, Take take)
+    {
+        // A transaction reads one state of the store, and its own changes.
+        if (inTransaction()) {
+            return readStored(path, take);
+        }
+        if (const LeafMemory::Leaf* leaf = memory_.recall(path)) {
+            if (leaf->exists) {
+                take(leaf->text);
+            } else {
+                errno = ENOENT;
+            }
+            return leaf->exists;
+        }
+        const auto takeAndRemember = [&](std::string_view text) {
+            memory_.remember(path, {.exists = true, .text = text});
+            take(text);
+        };
+        const bool found = readStored(path, takeAndRemember);
+        if (!found && errno == ENOENT) {
+            memory_.remember(path, {.exists = false, .text = {}});
+        }
+        return found;
+    }
+
+    /// Without the memory.
+    template <class Take>
+    bool readStored(std::string_view path, Take take)
     {
         const StatementUse use(leaf_);
         leaf_.bind(1, path);
@@ -52,6 +80,7 @@ private:
 
     explicit StoreConnection(Store which) : which_(which) {}
     bool open();
+    [[nodiscard]] bool inTransaction() const;
 
     Store which_;
     Database database_;
@@ -65,6 +94,7 @@ private:
     Statement beginWrite_;
     Statement commit_;
     Statement rollback_;
+    LeafMemory memory_;
 };
 
 }  // namespace local

@@ -1,0 +1,56 @@
+// The small leaves that a connection read or found missing, for as long as nobody commits anything. A read through
+// SQLite takes two locks on the -shm file and runs a statement; remembered, it takes a look at 96 bytes. Measured on a
+// query command, which reads two leaves: 17,100 instructions instead of 26,900, a round trip of 25 us instead of 30.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "platform/local/committedState.h"
+
+namespace local {
+
+class LeafMemory {
+public:
+    /// As CommittedState::watch.
+    void watch(sqlite3* database) { state_.watch(database); }
+
+    struct Leaf {
+        bool exists;
+        std::string_view text;  ///< lives until the next call
+    };
+
+    /// What a read would find now; null when that is not known.
+    const Leaf* recall(std::string_view path);
+
+    /// What a read found that began after the last recall(), outside of a transaction. Forgotten at once when it may
+    /// have been another state that was read.
+    void remember(std::string_view path, const Leaf& leaf);
+
+private:
+    static constexpr std::size_t kSlots = 32;  // a power of two
+    static constexpr std::size_t kLongest = 64;
+
+    struct Slot {
+        std::uint64_t generation = 0;  // 0: empty
+        std::uint8_t pathSize = 0;
+        std::uint8_t textSize = 0;
+        bool exists = false;
+        char path[kLongest];
+        char text[kLongest];
+    };
+
+    Slot& slotOf(std::string_view path);
+    // False when nothing can be told.
+    bool look();
+
+    CommittedState state_;
+    CommittedState::Mark seen_{};
+    std::uint64_t generation_ = 0;  // counts the changes of seen_
+    bool sure_ = false;             // the last look could tell
+    Leaf recalled_{};
+    Slot slots_[kSlots];
+};
+
+}  // namespace local
