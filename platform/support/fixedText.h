@@ -3,9 +3,10 @@
 
 #include <cstdarg>
 #include <cstddef>
-#include <cstdio>
 #include <cstring>
 #include <string_view>
+
+#include "platform/support/formatText.h"
 
 /// Capacity counts the terminating zero, as in `char buffer[Capacity]`.
 template <std::size_t Capacity>
@@ -30,7 +31,7 @@ public:
 
     [[gnu::format(printf, 2, 0)]] bool vformat(const char* format, va_list arguments)
     {
-        const int wanted = std::vsnprintf(buffer_, Capacity, format, arguments);
+        const int wanted = formatText(buffer_, Capacity, format, arguments);
         if (wanted < 0) {
             clear();
             return false;
