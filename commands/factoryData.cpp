@@ -172,16 +172,20 @@ Usage writeMacUsage(const CommandEntry& row)
 {
     UsageField mac = usage::text("mac", 0, 0, "six groups with \"-\" between them; the tool checks them");
     mac.example = "02-00-5E-10-00-02";
-    return {.forms = {{.argument = "{mac}",
-                       .effect = "Writes the address.",
-                       .fields = {mac, usage::text("word", 0, 0, "the line up to its first blank, such as the name"),
-                                  usage::text("written", 0, 0, "the address with \":\", quoted for the shell"),
-                                  usage::text("stored", 0, 0, "what was read back")},
-                       .replies = {{"{word} {stored}\r\n"}, {"", kToolFailed}},
-                       .stores = {{.value = usage::quoted("{stored}"),
-                                   .jsonTemplate = textLeaf<"network.eth0.macAddr">,
-                                   .inStatusStore = true}},
-                       .runs = factoryTool(row)}}};
+    return {
+        .forms = {{.argument = "{mac}",
+                   .effect = "Writes the address.",
+                   .fields = {mac, usage::text("word", 0, 0, "the line up to its first blank, such as the name"),
+                              usage::text("written", 0, 0, "the address with \":\", quoted for the shell"),
+                              usage::text("stored", 0, 0, "what was read back")},
+                   .replies = {{"{word} {stored}\r\n"},
+                               {"{word} {stored}\r\nuser_status_update\r\n", "the address in force cannot be stored"},
+                               {"", kToolFailed}},
+                   .stores = {{.value = usage::quoted("{stored}"),
+                               .jsonTemplate = textLeaf<"network.eth0.macAddr">,
+                               .inStatusStore = true}},
+                   .runs = factoryTool(row),
+                   .answersUnstored = true}}};
 }
 
 UsageForm writeItemForm(const CommandEntry& row, std::vector<UsageReply> replies)

@@ -148,7 +148,8 @@ UsageForm debugForm(const CommandEntry& row, const char* word, const char* value
             .effect = "Switches the log on this console on or off.",
             .replies = {{usage::answer(row, word)}},
             .stores = {{.value = value, .inStatusStore = true}},
-            .runs = {{command}}};
+            .runs = {{command}},
+            .answersUnstored = true};
 }
 
 Usage debugUsage(const CommandEntry& row)
@@ -171,6 +172,7 @@ Usage debugToggleUsage(const CommandEntry& row)
     if (*row.jsonTemplate != '\0') {
         form.effect = "Enters and leaves the debug mode in turn.";
         form.stores = {{"true"}, {.value = "false", .when = kOn}};
+        form.answersUnstored = true;
         form.replies.push_back({std::string(rules.leaving) + "\r\n", kOn});
         form.runs.push_back({"mnt/mtd/bin/apploggertool -d", kOn});
     }

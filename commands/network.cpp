@@ -363,7 +363,8 @@ Usage staticAddressUsage(const CommandEntry& /*row*/)
                        .stores = {{.value = usage::quoted("{address}"), .jsonTemplate = kAddress},
                                   {.value = usage::quoted("{netmask}"), .jsonTemplate = kNetmask},
                                   {.value = usage::quoted("{gateway}"), .jsonTemplate = kGateway}},
-                       .unchangedTopic = unchangedTopic(announce::network, PublishRule::whenUnchangedOnce)}}};
+                       .unchangedTopic = unchangedTopic(announce::network, PublishRule::whenUnchangedOnce),
+                       .answersUnstored = true}}};
 }
 
 UsageForm wordForm(const CommandEntry& row, const char* word, const char* effect, std::string value, PublishRule rule)

@@ -143,19 +143,20 @@ namespace {
 
 UsageForm setLineForm(const LineParameterRules& rules)
 {
-    UsageField baudRate = usage::oneOf("baudRate", {});
+    std::vector<std::string> rates;
     for (const int rate : kBaudRates) {
-        baudRate.values.push_back(std::to_string(rate));
+        rates.push_back(std::to_string(rate));
     }
     UsageField parity = usage::oneOf("parity", {"0", "1", "2"});
     parity.meanings = {"none", "odd", "even"};
     parity.silent = true;
-    UsageForm form{
-        .argument = "[{baudRate},{dataBits},{parity},{stopBits}]",
-        .effect = "Sets the line's parameters.",
-        .fields = {baudRate, usage::oneOf("dataBits", {"7", "8"}), parity, usage::oneOf("stopBits", {"1", "2"})},
-        .replies = {{"{line}\r\n"}},
-        .unchangedTopic = unchangedTopic(rules.announcement, PublishRule::whenUnchangedOnce)};
+    UsageForm form{.argument = "[{baudRate},{dataBits},{parity},{stopBits}]",
+                   .effect = "Sets the line's parameters.",
+                   .fields = {usage::oneOf("baudRate", rates), usage::oneOf("dataBits", {"7", "8"}), parity,
+                              usage::oneOf("stopBits", {"1", "2"})},
+                   .replies = {{"{line}\r\n"}},
+                   .unchangedTopic = unchangedTopic(rules.announcement, PublishRule::whenUnchangedOnce),
+                   .answersUnstored = true};
     for (std::size_t i = 0; i < rules.leaves.size(); ++i) {
         form.fields[i].lenient = true;
         form.stores.push_back({.value = usage::place(form.fields[i].name), .jsonTemplate = rules.leaves[i]});

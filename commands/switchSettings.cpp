@@ -71,6 +71,10 @@ Usage switchUsage(const CommandEntry& row)
 {
     Usage usage{.forms = {switchForm(rules, row, true), switchForm(rules, row, false),
                           usage::status(row, usage::oneOf("state", {"on", "off"}))}};
+    if (std::string_view(row.jsonTemplate) == boolLeaf<"system.broadcast">) {
+        usage.remarks.emplace_back("While the slave controller is ready, every change of the setting is told on both "
+                                   "consoles, whoever makes it: \"Broadcast on\" or \"Broadcast off\".");
+    }
     if (rules.inverted) {
         usage.remarks.emplace_back("\"on\" is stored as false: the setting is a mute or a bypass.");
     }

@@ -238,6 +238,7 @@ Usage lockUsage(const CommandEntry& row)
     UsageForm set = usage::bare(lock ? "Locks the front panel." : "Unlocks the front panel.", {{usage::answer(row)}});
     set.stores = {{lock ? "true" : "false"}};
     set.unchangedTopic = unchangedTopic(announce::system, PublishRule::whenUnchanged);
+    set.answersUnstored = true;
     Usage usage{.forms = {set}, .oneBlank = true};
     if (lock) {
         usage.forms.push_back({.argument = "sta",

@@ -294,7 +294,8 @@ Usage addUserUsage(const CommandEntry& /*row*/)
                                                          std::to_string(kMostUsers) + " accounts"},
                                    {"", kNoList}},
                        .stores = {{.value = "{accounts}", .jsonTemplate = kNoUsers}},
-                       .calls = {{service::system, "sshAddUser", "{account}"}}},
+                       .calls = {{service::system, "sshAddUser", "{account}"}},
+                       .answersUnstored = true},
                       {.argument = "sta",
                        .effect = "Answers all accounts but root, with their passwords, a line each between these two.",
                        .replies = {{"TCP/IP username & password list:\r\n{accounts} -\r\n"}, {"", kNoList}}}},
@@ -312,7 +313,8 @@ Usage deleteUserUsage(const CommandEntry& /*row*/)
                                    {usage::kRefusal, "there is no such user, or it is root"},
                                    {"", kNoList}},
                        .stores = {{.value = "{accounts}", .jsonTemplate = kNoUsers}},
-                       .calls = {{service::system, "sshDelUser", "{user}"}}}},
+                       .calls = {{service::system, "sshDelUser", "{user}"}},
+                       .answersUnstored = true}},
             .remarks = {longestEcho()}};
 }
 

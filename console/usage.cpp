@@ -1,5 +1,6 @@
 #include "console/usage.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace usage {
@@ -20,7 +21,13 @@ UsageField text(std::string name, int lowest, int highest, std::string remark)
 
 UsageField oneOf(std::string name, std::vector<std::string> values)
 {
-    return {.name = std::move(name), .values = std::move(values)};
+    const auto isNumber = [](const std::string& value) {
+        return value.find_first_not_of("0123456789") == std::string::npos;
+    };
+    const bool integer = std::all_of(values.begin(), values.end(), isNumber);
+    return {.name = std::move(name),
+            .kind = integer ? UsageField::Kind::integer : UsageField::Kind::text,
+            .values = std::move(values)};
 }
 
 UsageField address(std::string name)

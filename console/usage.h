@@ -67,8 +67,9 @@ struct UsageForm {
     std::vector<UsageEvent> events{};      // beside the store's announcement of a change
     std::vector<UsageCall> calls{};
     std::vector<UsageRun> runs{};
-    bool partial = false;      // a line or an item of the answer that cannot be read is left out
-    bool needsScaler = false;  // refused while the scaler mode is off
+    bool answersUnstored = false;  // answered also when it could not be stored; else by nothing then
+    bool partial = false;          // a line or an item of the answer that cannot be read is left out
+    bool needsScaler = false;      // refused while the scaler mode is off
 };
 
 struct Usage {
@@ -98,6 +99,7 @@ inline constexpr char kRefusal[] = "Command FAILED: ({line})\r\n";
 
 UsageField integer(std::string name, int lowest, int highest, std::string remark = {});
 UsageField text(std::string name, int lowest = 0, int highest = 0, std::string remark = {});
+/// An integer when all of the values are.
 UsageField oneOf(std::string name, std::vector<std::string> values);
 UsageField address(std::string name);
 

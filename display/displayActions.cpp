@@ -197,6 +197,7 @@ UsageForm powerForm(const CommandEntry& row, const char* word)
     UsageForm form = buttonForm(row, word, "Stores the power that is wanted, for others to act on.", word);
     form.stores = {{.value = usage::quoted(word), .jsonTemplate = kPower}};
     form.unchangedTopic = topic::control;
+    form.answersUnstored = true;
     return form;
 }
 
@@ -218,6 +219,7 @@ Usage displayButtonUsage(const CommandEntry& row)
         row, "tog", "Stores the other power, when it is \"on\" or \"off\" now; the answer is \"on\" all the same.",
         "on");
     toggle.fields = {usage::oneOf("power", {"on", "off"})};
+    toggle.answersUnstored = true;
     toggle.stores = {{.value = usage::quoted("{power}"), .jsonTemplate = kPower}};
     toggle.calls = {{service::microcontroller, "TrigCEC", "{power}", kByCec}};
     return {.forms = {powerForm(row, "on"), powerForm(row, "off"), toggle, actionForm(row, "mute"),

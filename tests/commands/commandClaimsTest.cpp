@@ -609,6 +609,23 @@ protected:
         }
     }
 
+    void checkUnstored(const CommandDescription& command, const UsageForm& form)
+    {
+        const Values values = argumentValues(form).front();
+        const std::string line = lineFor(command, filled(form.argument, values));
+        const Claim claim{command, form, line, described(form, values, line)};
+        SCOPED_TRACE("where nothing can be stored: " + line);
+        enter(kWorlds[0]);
+        recording::fail(recording::Fault::update);
+        recording::fail(recording::Fault::statusUpdate);
+        const Outcome outcome = type(*replies_, line);
+        if (form.stores.empty() || form.answersUnstored) {
+            checkReply(claim, outcome.reply, false);
+        } else {
+            EXPECT_EQ(outcome.reply, "");
+        }
+    }
+
     // Each answer and effect that is described was seen.
     void checkAllSeen() const
     {
@@ -677,6 +694,7 @@ TEST_F(CommandClaims, holdForEachFormAndEachEndOfItsRanges)
             for (const World& world : kWorlds) {
                 checkAccepted(command, form, world);
             }
+            checkUnstored(command, form);
         }
     }
     EXPECT_GT(forms, 250U);

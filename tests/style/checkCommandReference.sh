@@ -1,0 +1,18 @@
+#!/bin/bash
+# checkCommandReference.sh GENERATED: the committed command reference is what the build made of the command table.
+set -euo pipefail
+
+generated=$1
+cd "$(dirname "${BASH_SOURCE[0]}")/../.."
+failed=0
+compare()
+{
+    diff -u "$1" "$generated/$(basename "$1")" || failed=1
+}
+compare docs/commands.json
+compare docs/commands.md
+compare packaging/man/receiver-commands.7
+if [[ $failed -ne 0 ]]; then
+    echo "stale: cmake --build BUILD --target updateCommandReference, and commit" >&2
+fi
+exit "$failed"
