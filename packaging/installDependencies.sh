@@ -1,12 +1,13 @@
 #!/bin/bash
-# installDependencies.sh build|test|bench...: installs with apt-get what is missing of the packages that building,
-# testing or measuring needs. Says nothing and asks for nothing when all of them are there.
+# installDependencies.sh build|test|bench|package...: installs with apt-get what is missing of the packages that building,
+# testing, measuring or testing the Debian packages needs. Says nothing and asks for nothing when all of them are there.
 set -euo pipefail
 
 build=(g++ cmake ninja-build pkg-config libsqlite3-dev libsystemd-dev libjson-c-dev libcli11-dev dbus-daemon)
-test=(libgtest-dev libgmock-dev sqlite3 clang-format git clang libclang-rt-14-dev)
+test=(libgtest-dev libgmock-dev sqlite3 clang-format git clang libclang-rt-14-dev man-db)
 # The programs that the console is measured against come with services; those are kept from starting.
 bench=(redis-server ser2net python3 valgrind strace libbenchmark-dev)
+package=(debootstrap lintian socat)
 services=(redis-server ser2net)
 
 packages=()
@@ -15,8 +16,9 @@ for purpose in "$@"; do
     build) packages+=("${build[@]}") ;;
     test) packages+=("${test[@]}") ;;
     bench) packages+=("${bench[@]}") ;;
+    package) packages+=("${package[@]}") ;;
     *)
-        echo "$0: '$purpose' is none of build, test and bench" >&2
+        echo "$0: '$purpose' is none of build, test, bench and package" >&2
         exit 2
         ;;
     esac

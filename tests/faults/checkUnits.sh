@@ -13,7 +13,7 @@ export SYSTEMD_UNIT_PATH=$work:
 
 for unit in "$1"/*.service.in; do
     name=$(basename "$unit" .in)
-    sed "s|@CMAKE_INSTALL_FULL_BINDIR@|$2|" "$unit" >"$work/$name"
+    sed "s|@CMAKE_INSTALL_FULL_BINDIR@|$2|; s|@CMAKE_INSTALL_FULL_SYSCONFDIR@|/etc|" "$unit" >"$work/$name"
     # A faulty line is only warned of.
     if ! said=$(systemd-analyze verify --man=no "$work/$name" 2>&1) || [[ -n $said ]]; then
         echo "$name: $said" >&2

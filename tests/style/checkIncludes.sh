@@ -42,7 +42,7 @@ sources()
 }
 
 mapfile -t all < <(git ls-files --cached --others --exclude-standard '*.c' '*.cpp' '*.h')
-mapfile -t outsideEngine < <(printf '%s\n' "${all[@]}" | grep -vE '^(platform/local/|tests/conformance/local|tests/faults/)')
+mapfile -t outsideEngine < <(printf '%s\n' "${all[@]}" | grep -vE '^(platform/local/|bench/|tests/conformance/local|tests/faults/)')
 mapfile -t daemon < <(printf '%s\n' "${all[@]}" | grep -vE '^(platform/local|tools|tests|fuzz)/')
 
 refuse "a path that leaves its folder" '#include ["<]\.\./|#include "[^"]*/\.\./' "${all[@]}"

@@ -133,20 +133,21 @@ void addCommand(std::string& page, const CommandDescription& command)
     for (const UsageForm& form : command.usage.forms) {
         addForm(page, command, form);
     }
-    page += ".PP\n";
+    std::string rest;
     for (const CommandEntry* row : command.rows) {
         if (const auto leaf = settingLeaf(row->jsonTemplate)) {
-            page += "Setting: " + escapedText(leaf->path) + ", " + leaf->type + ".\n";
+            rest += "Setting: " + escapedText(leaf->path) + ", " + leaf->type + ".\n";
         } else if (*row->jsonTemplate != '\0') {
-            page += std::string("Factory item: ") + row->jsonTemplate + ".\n";
+            rest += std::string("Factory item: ") + row->jsonTemplate + ".\n";
         }
     }
     for (const std::string& sentence : commandWording(command)) {
-        page += prose(sentence);
+        rest += prose(sentence);
     }
     if (*command.row().help != '\0') {
-        page += "Built\\-in help: " + escapedText(command.row().help) + '\n';
+        rest += "Built\\-in help: " + escapedText(command.row().help) + '\n';
     }
+    page += (command.usage.forms.empty() || rest.empty() ? "" : ".PP\n") + rest;
 }
 
 }  // namespace
