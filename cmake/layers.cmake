@@ -6,7 +6,24 @@ target_compile_options(receiverOptions INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror
   $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
   -ffunction-sections -fdata-sections)
+# GCC 12 takes some of std::string's additions for overlapping copies once it optimises.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  target_compile_options(receiverOptions INTERFACE -Wno-restrict)
+endif()
 target_link_options(receiverOptions INTERFACE -Wl,--gc-sections)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  # Times beyond 2038 and files of any size, as with 64 bits. The C library has some calls under other names for that,
+  # and a test that takes one from the linker means the one that is called.
+  target_compile_definitions(receiverOptions INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+  set(wideName_gettimeofday __gettimeofday64)
+  set(wideName_ioctl __ioctl_time64)
+  set(wideName_open open64)
+  set(wideName_select __select64)
+  foreach(call gettimeofday ioctl open select)
+    target_compile_definitions(receiverOptions INTERFACE
+      __wrap_${call}=__wrap_${wideName_${call}} __real_${call}=__real_${wideName_${call}})
+  endforeach()
+endif()
 if(RECEIVER_SANITIZE)
   # Objects of the daemon carry no run-time types to check.
   target_compile_options(receiverOptions INTERFACE
@@ -59,4 +76,14 @@ function(receiver_link_daemon target platformTarget)
   endif()
   list(JOIN group "," members)
   target_link_libraries(${target} PRIVATE core "$<LINK_GROUP:RESCAN,${members}>" ${after})
+endfunction()
+
+# receiver_wrap(TARGET CALL...): TARGET takes these calls from the linker, as __wrap_CALL beside __real_CALL.
+function(receiver_wrap target)
+  foreach(call ${ARGN})
+    if(DEFINED wideName_${call})
+      set(call ${wideName_${call}})
+    endif()
+    target_link_options(${target} PRIVATE "-Wl,--wrap=${call}")
+  endforeach()
 endfunction()

@@ -1,6 +1,7 @@
 #!/bin/bash
-# installDependencies.sh build|test|bench|package...: installs with apt-get what is missing of the packages that building,
-# testing, measuring or testing the Debian packages needs. Says nothing and asks for nothing when all of them are there.
+# installDependencies.sh build|test|bench|package|armhf|lint|valgrind...: installs with apt-get what is missing of the
+# packages that building, testing, measuring or testing the Debian packages needs, or the preset of that name. Removes
+# nothing; says nothing and asks for nothing when all of them are there.
 set -euo pipefail
 
 build=(g++ cmake ninja-build pkg-config libsqlite3-dev libsystemd-dev libjson-c-dev libcli11-dev dbus-daemon)
@@ -9,6 +10,9 @@ test=(libgtest-dev libgmock-dev sqlite3 clang-format git clang libclang-rt-14-de
 bench=(redis-server ser2net python3 valgrind strace libbenchmark-dev)
 package=(debootstrap lintian socat)
 services=(redis-server ser2net)
+armhf=(g++-arm-linux-gnueabihf qemu-user-static)  # what is linked against is unpacked by armhfSysroot
+lint=(clang-tidy cppcheck)
+valgrind=(valgrind)
 
 packages=()
 for purpose in "$@"; do
@@ -17,8 +21,11 @@ for purpose in "$@"; do
     test) packages+=("${test[@]}") ;;
     bench) packages+=("${bench[@]}") ;;
     package) packages+=("${package[@]}") ;;
+    armhf) packages+=("${armhf[@]}") ;;
+    lint) packages+=("${lint[@]}") ;;
+    valgrind) packages+=("${valgrind[@]}") ;;
     *)
-        echo "$0: '$purpose' is none of build, test, bench and package" >&2
+        echo "$0: nothing is known to be needed for '$purpose'" >&2
         exit 2
         ;;
     esac
@@ -53,7 +60,7 @@ aptGet()
 }
 install()
 {
-    aptGet install --yes --no-install-recommends "${missing[@]}"
+    aptGet install --yes --no-remove --no-install-recommends "${missing[@]}"
 }
 
 # What apt-get asks before it starts a service (invoke-rc.d(8)); its answer 101 is no.

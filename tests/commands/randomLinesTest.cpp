@@ -191,8 +191,8 @@ std::string argument(Random& random)
 std::string fittingArgument(Random& random, std::string_view jsonTemplate)
 {
     static constexpr const char* kSwitchWords[] = {"on", "off", "sta"};
-    static constexpr const char* kNumberWords[] = {"sta", "+", "-", "[9600,8,0,1]", "[115200,7,2,2]", "mem1"};
     if (jsonTemplate.find("%d") != std::string_view::npos) {
+        static constexpr const char* kNumberWords[] = {"sta", "+", "-", "[9600,8,0,1]", "[115200,7,2,2]", "mem1"};
         return random.chance(70) ? number(random) : random.pick(kNumberWords);
     }
     if (jsonTemplate.find("\"%s\"") != std::string_view::npos) {

@@ -397,6 +397,13 @@ TEST_F(UpTime, CountsTheFractionsOfBothTimes)
     EXPECT_EQ(shown("1700000000.25", {1'700'000'010, 500'000}), std::string(kLabel) + "00 00:00:10");
 }
 
+TEST_F(UpTime, GoesOnWhenSecondsNoLongerFitInto32Bits)
+{
+    EXPECT_EQ(shown("2147483640", {2'147'483'648LL, 0}), std::string(kLabel) + "00 00:00:08");  // 2038-01-19
+    EXPECT_EQ(shown("4294967290", {4'294'967'296LL, 0}), std::string(kLabel) + "00 00:00:06");  // 2106-02-07
+    EXPECT_EQ(shown("1700000000", {4'294'967'296LL, 0}), std::string(kLabel) + "30034 08:14:56");
+}
+
 TEST_F(UpTime, OfABootTimeThatNoClockCanHaveIsLeftOut)
 {
     EXPECT_EQ(shown("1e300", {1'700'000'000, 0}), "");

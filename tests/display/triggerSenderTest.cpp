@@ -220,10 +220,10 @@ TEST_F(TriggerContents, NoContentIsTooOddToBeBounded)
     for (int round = 0; round < 2'000; ++round) {
         std::string json;
         for (std::size_t left = anyLength(random); left > 0; --left) {
-            char escape[8];
             if (round % 2 == 0) {
                 json += kLikely[anyLikely(random)];
             } else {
+                char escape[8];
                 std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(anyByte(random)));
                 json += escape;
             }

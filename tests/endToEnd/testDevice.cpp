@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <poll.h>
 #include <set>
@@ -224,11 +225,16 @@ void TestDevice::watch()
 std::unique_ptr<ChildProcess>
 TestDevice::startDaemon(const std::string& name, const std::vector<std::string>& arguments, const OutputFile& output)
 {
-    const std::string program = std::string(DAEMON_DIRECTORY) + "/externalComd";
-    std::vector<std::string> words{std::string(DAEMON_DIRECTORY) + "/" + name};
+    // Started by a link of that name: an emulator goes by the file.
+    const std::filesystem::path link = directory_.path() / "programs" / name;
+    std::filesystem::create_directories(link.parent_path());
+    if (!std::filesystem::is_symlink(link)) {
+        std::filesystem::create_symlink(std::string(DAEMON_DIRECTORY) + "/externalComd", link);
+    }
+    std::vector<std::string> words{link};
     words.insert(words.end(), arguments.begin(), arguments.end());
     return std::make_unique<ChildProcess>(ChildProcess::Start{
-        .program = program, .words = std::move(words), .environment = environment(), .output = output.fd()});
+        .program = link, .words = std::move(words), .environment = environment(), .output = output.fd()});
 }
 
 std::vector<local::Event> TestDevice::takeEvents()

@@ -257,9 +257,8 @@ public:
             const auto environment = device_.environment();
             const char* names[] = {"externalComd", "internalComd"};
             for (int i = 0; i < 2; ++i) {
-                group.start(std::string(DAEMON_DIRECTORY) + "/externalComd",
-                            {std::string(DAEMON_DIRECTORY) + '/' + names[i], consoles[i].line().device()}, environment,
-                            logs[i].fd());
+                const std::string program = std::string(DAEMON_DIRECTORY) + '/' + names[i];
+                group.start(program, {program, consoles[i].line().device()}, environment, logs[i].fd());
             }
             group.start(self_, {self_, "--writer", std::to_string(before[0])}, environment, writer.fd());
             group.start("/bin/sh", {"sh", "-c", shellLoop(before[1])}, environment, shell.fd());
@@ -273,7 +272,7 @@ public:
             figures_.caughtCommands += console.pending() > 0 ? 1 : 0;
         }
         look();
-        for (Typist& console : consoles) {
+        for (const Typist& console : consoles) {
             if (!console.accounts(stored_)) {
                 throw std::runtime_error("a value whose reply was seen is not there");
             }

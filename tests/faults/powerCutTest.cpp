@@ -87,7 +87,7 @@ protected:
         return outcome;
     }
 
-    std::size_t anyPlace() { return random_() % (disk_.size() + 1); }
+    std::size_t anyPlace() { return static_cast<std::size_t>(random_() % (disk_.size() + 1)); }
 
     UnsyncedDisk& disk_ = UnsyncedDisk::install();
     std::uint64_t seed_ = std::random_device{}();

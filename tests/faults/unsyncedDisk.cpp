@@ -247,7 +247,9 @@ void UnsyncedDisk::makeFiles(const std::string& directory, std::size_t count, Ra
             constexpr std::size_t kSector = 512;
             switch (random() % 4) {
             case 0: continue;
-            case 1: length = std::min<std::size_t>(length, random() % (length / kSector + 1) * kSector); break;
+            case 1:
+                length = std::min(length, static_cast<std::size_t>(random() % (length / kSector + 1)) * kSector);
+                break;
             default: break;
             }
         }

@@ -7,8 +7,8 @@
 #include <string>
 #include <thread>
 
-/// Long enough for a loaded machine under a sanitizer or valgrind; nobody waits so long unless something is broken.
-inline constexpr std::chrono::seconds kPatience{20};
+/// Long enough for a loaded machine, a sanitizer, an emulator; nobody waits so long unless something is broken.
+inline constexpr std::chrono::seconds kPatience{RECEIVER_TEST_PATIENCE};
 
 template <class Condition>
 bool becomesTrue(Condition condition, std::chrono::milliseconds patience = kPatience)

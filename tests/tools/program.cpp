@@ -97,8 +97,8 @@ std::string commandLine(const fs::path& process)
 }  // namespace
 
 TemporaryDirectory::TemporaryDirectory()
+    : path_((fs::canonical(fs::temp_directory_path()) / "tools-test-XXXXXX").string())
 {
-    path_ = (fs::canonical(fs::temp_directory_path()) / "tools-test-XXXXXX").string();
     if (mkdtemp(path_.data()) == nullptr) {
         throw std::system_error(errno, std::generic_category(), path_);
     }

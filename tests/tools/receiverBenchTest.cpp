@@ -176,10 +176,10 @@ TEST_F(Bench, SeedsOnlyWhatIsAbsent)
 
 TEST_F(Bench, BootsAnewEachTime)
 {
-    const auto boot = [this] { return std::stol(platformctl({"status", "get", "time.status.bootUpTime"}).output); };
-    const long before = std::time(nullptr);
+    const auto boot = [this] { return std::stoll(platformctl({"status", "get", "time.status.bootUpTime"}).output); };
+    const std::time_t before = std::time(nullptr);
     feed("");
-    const long first = boot();
+    const long long first = boot();
     EXPECT_GE(first, before);
     EXPECT_LE(first, std::time(nullptr));
     // As though the first run had been an hour ago.

@@ -135,8 +135,8 @@ std::string report(const Scenario& scenario, const Lines& lines, const std::stri
 std::string run(const Scenario& scenario, Backend& backend)
 {
     Lines lines;
-    bool started = false;
     try {
+        bool started = false;
         for (const auto& item : scenario.items) {
             if (const auto* given = std::get_if<Given>(&item)) {
                 backend.give(*given);

@@ -372,8 +372,8 @@ File parse(const std::string& name, const std::string& content, const std::files
 {
     Parser parser(name, directory);
     std::istringstream lines(content);
-    std::string line;
     try {
+        std::string line;
         for (int number = 1; std::getline(lines, line); ++number) {
             parser.take(number, line);
         }
