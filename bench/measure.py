@@ -324,28 +324,19 @@ class Bench:
         read, sta = ([], [])
         for count in counts:
             log = os.path.join(self.directory, "callgrind")
-            subprocess.run([*callgrind(log), f"{self.binaries}/consoleParts", "storeReads", self.console.settings,
+            subprocess.run([*subjects.callgrind(log), f"{self.binaries}/consoleParts", "storeReads", self.console.settings,
                             str(count)], check=True, stdout=subprocess.DEVNULL)
-            read.append(collected(log))
+            read.append(subjects.collected(log))
             receiver = subjects.Receiver(os.path.join(self.directory, f"callgrind{count}"), self.binaries,
                                          "externalComd", self.factory_state)
-            receiver.start(wrapper=callgrind(log))
+            receiver.start(wrapper=subjects.callgrind(log))
             fd = receiver.terminal.master
             self.parts("roundTrips", fd, count, *LINES["sta"], fds=[fd])
             receiver.console.process.terminate()
             receiver.console.process.wait()
-            sta.append(collected(log))
+            sta.append(subjects.collected(log))
         for series, totals in (("read.instructions", read), ("sta.instructions", sta)):
             self.record(series, [(totals[1] - totals[0]) / (counts[1] - counts[0])])
-
-
-def callgrind(log):
-    return ["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null", f"--log-file={log}"]
-
-
-def collected(log):
-    with open(log, encoding="ascii", errors="replace") as file:
-        return int(re.search(r"Collected : (\d+)", file.read()).group(1))
 
 
 # A step: what it needs, the series it gives, what it calls. Subjects come once, in this order.

@@ -2,6 +2,7 @@
 stopped, so that only one of them has the processor."""
 
 import os
+import re
 import signal
 import socket
 import sqlite3
@@ -201,3 +202,12 @@ class Redis:
 
         wait_for(connected, "redis-server")
         os.set_inheritable(self.client.fileno(), True)
+
+
+def callgrind(log):
+    return ["valgrind", "--tool=callgrind", "--callgrind-out-file=/dev/null", f"--log-file={log}"]
+
+
+def collected(log):
+    with open(log, encoding="ascii", errors="replace") as file:
+        return int(re.search(r"Collected : (\d+)", file.read()).group(1))

@@ -36,7 +36,15 @@ endif()
 if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT RECEIVER_SANITIZE)
   include(CheckIPOSupported)
   check_ipo_supported(RESULT CMAKE_INTERPROCEDURAL_OPTIMIZATION LANGUAGES C CXX)
+  # -O2 after CMake's -O3: 5 % smaller and as fast, most of the time being SQLite's and the kernel's.
+  target_compile_options(receiverOptions INTERFACE -O2)
   target_link_options(receiverOptions INTERFACE -s)
+  # Tables full of addresses: 2 kB of relocations in place of 28 kB, where linker and C library know the short form.
+  include(CheckLinkerFlag)
+  check_linker_flag(CXX -Wl,-z,pack-relative-relocs packsRelocations)
+  if(packsRelocations)
+    target_link_options(receiverOptions INTERFACE -Wl,-z,pack-relative-relocs)
+  endif()
 endif()
 
 # What the daemon consists of is built without exceptions and run-time types.

@@ -16,6 +16,20 @@ const char* skipSpaces(const char* text)
     return text;
 }
 
+// Nearly every row differs in its first character: a call to compare the rest would cost more than the walk.
+bool begins(std::string_view text, const CommandEntry& entry)
+{
+    const std::size_t length = entry.matchLength();
+    if (text.size() < length) {
+        return false;
+    }
+    std::size_t same = 0;
+    while (same < length && text[same] == entry.name[same]) {
+        ++same;
+    }
+    return same == length;
+}
+
 }  // namespace
 
 const CommandEntry* findCommand(std::string_view text, bool& stopped)
@@ -26,7 +40,7 @@ const CommandEntry* findCommand(std::string_view text, bool& stopped)
             stopped = true;
             return nullptr;
         }
-        if (text.starts_with(std::string_view(entry.name, entry.matchLength()))) {
+        if (begins(text, entry)) {
             return &entry;
         }
     }

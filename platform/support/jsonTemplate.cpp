@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cstdio>
+#include <cstring>
 
 namespace detail {
 
@@ -14,20 +15,15 @@ public:
 
     void put(std::string_view piece)
     {
-        for (const char character : piece) {
-            put(character);
-        }
-    }
-
-    void put(char character)
-    {
-        if (size_ + 1 >= capacity_) {
-            whole_ = false;
-            return;
-        }
-        out_[size_++] = character;
+        const std::size_t room = capacity_ - 1 - size_;
+        const std::size_t length = piece.size() < room ? piece.size() : room;
+        whole_ = whole_ && length == piece.size();
+        std::memcpy(out_ + size_, piece.data(), length);
+        size_ += length;
         out_[size_] = '\0';
     }
+
+    void put(char character) { put(std::string_view(&character, 1)); }
 
     [[nodiscard]] bool whole() const { return whole_; }
 
@@ -93,14 +89,17 @@ bool fillTemplate(char* out, std::size_t capacity, const char* jsonTemplate, con
 {
     Sink sink(out, capacity);
     std::size_t next = 0;
-    for (const char* at = jsonTemplate; *at != '\0'; ++at) {
-        if (*at == '%' && next < count && at[1] != '\0') {
-            putLeaf(sink, leaves[next++]);
-            ++at;
-        } else {
-            sink.put(*at);
+    std::string_view rest(jsonTemplate);
+    while (next < count) {
+        const std::size_t place = rest.find('%');
+        if (place == std::string_view::npos || place + 1 == rest.size()) {
+            break;
         }
+        sink.put(rest.substr(0, place));
+        putLeaf(sink, leaves[next++]);
+        rest.remove_prefix(place + 2);
     }
+    sink.put(rest);
     return sink.whole();
 }
 
