@@ -79,7 +79,7 @@ std::uint64_t monotonicUs()
     return static_cast<std::uint64_t>(now.tv_sec) * 1'000'000U + static_cast<std::uint64_t>(now.tv_nsec) / 1'000U;
 }
 
-Connection startBus()
+Connection startBus(bool monitor)
 {
     sd_bus* created = nullptr;
     int result = sd_bus_new(&created);
@@ -89,6 +89,9 @@ Connection startBus()
     }
     if (result >= 0) {
         result = sd_bus_set_bus_client(created, 1);
+    }
+    if (result >= 0 && monitor) {
+        result = sd_bus_set_monitor(created, 1);
     }
     if (result >= 0) {
         result = sd_bus_negotiate_fds(created, 0);  // no message of ours carries descriptors

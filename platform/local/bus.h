@@ -43,8 +43,8 @@ std::uint64_t monotonicUs();
 /// up after kPatienceUs, or with ECANCELED when stopFd becomes readable. Null with errno set.
 Connection openBus(int stopFd = -1);
 
-/// The two halves of that. The first does not wait.
-Connection startBus();
+/// The two halves of that. The first does not wait; a monitor's connection is ready for what is sent to others.
+Connection startBus(bool monitor = false);
 /// 0 once the connection is ready for use, or a negative errno (-ETIMEDOUT: not yet, it may be awaited again).
 int awaitBus(sd_bus* bus, std::uint64_t deadlineUs, int stopFd = -1);
 

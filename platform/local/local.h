@@ -30,6 +30,8 @@ json_token* dump(Store store, const std::string& area = {});
 
 /// Merges the document as the seam's update does. 0, or -1 with errno set.
 int update(Store store, const char* document);
+/// The same, announced to nobody.
+int updateSilently(Store store, const char* document);
 
 /// Removes the leaf or subtree at a dotted path and announces nothing. 0, or -1 with errno ENOENT when nothing is
 /// there.
@@ -53,6 +55,22 @@ struct Event {
 /// readable, or -1 with errno set when the bus is missing or went away.
 int watchEvents(const std::vector<std::string>& topics, int stopFd, const std::function<void()>& ready,
                 const std::function<void(const Event&)>& onEvent);
+
+/// What passed over the bus between any two programs.
+struct BusMessage {
+    enum class Kind { event, call, answer, failure };
+    Kind kind = Kind::event;
+    int sender = 0;       ///< process ID of the publisher or caller; 0: it ended before it could be asked
+    std::string name;     ///< topic or method
+    std::string service;  ///< of a call, its answer or its failure
+    /// Payload, argument or data; of a failure, what it says.
+    std::optional<std::string> text{};
+    std::string_view from{};  ///< of an event: "settings", "status" or "publisher"
+};
+
+/// Watches everything, in the order in which it passed. The rest is as for watchEvents; the bus must let this user
+/// monitor it.
+int watchBus(int stopFd, const std::function<void()>& ready, const std::function<void(const BusMessage&)>& onMessage);
 
 struct Request {
     std::string method;

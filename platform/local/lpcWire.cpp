@@ -15,9 +15,11 @@ constexpr const char* kFailed = "receiver.Error.Failed";
 constexpr std::uint32_t kDoNotQueue = 4;
 constexpr std::uint32_t kPrimaryOwner = 1;
 
+constexpr std::string_view kNamePrefix = "receiver.lpc.";
+
 std::string busName(const std::string& service)
 {
-    return "receiver.lpc." + service;
+    return std::string(kNamePrefix) + service;
 }
 
 std::string describe(std::string_view path, const std::vector<std::string>& methods)
@@ -99,6 +101,19 @@ bool takeCall(sd_bus_message* message, const std::vector<std::string>& methods, 
         return false;
     }
     return true;
+}
+
+bool peekCall(sd_bus_message* message, std::string& service, Call& call)
+{
+    const char* destination = sd_bus_message_get_destination(message);
+    const char* path = sd_bus_message_get_path(message);
+    if (sd_bus_message_is_method_call(message, nullptr, nullptr) <= 0 || destination == nullptr || path == nullptr ||
+        std::string_view(path) != kPath || !std::string_view(destination).starts_with(kNamePrefix)) {
+        return false;
+    }
+    service = std::string_view(destination).substr(kNamePrefix.size());
+    call.method = sd_bus_message_get_member(message);
+    return readText(message, call.params);
 }
 
 int answerCall(sd_bus_message* call, const Text& data)

@@ -23,6 +23,9 @@ struct Call {
 /// else is dealt with here: refused, described, or let pass.
 bool takeCall(sd_bus_message* message, const std::vector<std::string>& methods, Call& call);
 
+/// A call on its way to somebody else: no answer is given. False for any other message.
+bool peekCall(sd_bus_message* message, std::string& service, Call& call);
+
 /// An answer: data or none. A negative errno on failure.
 int answerCall(sd_bus_message* call, const Text& data);
 int refuseCall(sd_bus_message* call, const char* why);

@@ -69,8 +69,8 @@ public:
     /// nothing there).
     JsonObject readTree(std::string_view path);
 
-    /// Merges a document and announces what changed. 0, or -1 with errno set.
-    int update(const char* document);
+    /// Merges a document, and announces what changed unless it is to tell nobody. 0, or -1 with errno set.
+    int update(const char* document, bool announced = true);
 
     /// Removes the leaf or subtree at path. 0, or -1 with errno set (ENOENT: nothing there).
     int remove(std::string_view path);

@@ -261,7 +261,7 @@ private:
     std::string clearParent_;
 };
 
-int StoreConnection::update(const char* document)
+int StoreConnection::update(const char* document, bool announced)
 {
     const int kept = errno;
     Changes changes;
@@ -272,7 +272,9 @@ int StoreConnection::update(const char* document)
     if (!StoreUpdate(*this, changes).run()) {
         return -1;
     }
-    announce(which_, changes);
+    if (announced) {
+        announce(which_, changes);
+    }
     errno = kept;
     return 0;
 }
@@ -281,6 +283,12 @@ int update(Store store, const char* document)
 {
     StoreConnection* connection = StoreConnection::ofThread(store);
     return connection != nullptr ? connection->update(document) : -1;
+}
+
+int updateSilently(Store store, const char* document)
+{
+    StoreConnection* connection = StoreConnection::ofThread(store);
+    return connection != nullptr ? connection->update(document, false) : -1;
 }
 
 }  // namespace local
