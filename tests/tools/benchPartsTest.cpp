@@ -6,10 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "bench/factoryState.h"
 #include "bench/lineSplitter.h"
 #include "bench/shellWords.h"
-#include "bench/syncMarks.h"
+#include "state/factoryStateText.h"
 
 namespace {
 
@@ -52,23 +51,6 @@ TEST(ShellWords, AreThoseOfAShell)
          {"reboot; ls", "a | b", "$(a)", "`a`", "a > b", "a 'b", "a \"b", "\"$a\"", "a &", "a\\", "~/a", "a\nb"}) {
         EXPECT_EQ(shellWords(line), std::nullopt) << line;
     }
-}
-
-TEST(SyncMarks, AreTakenOutOfTheBytesWhileOneIsUnderWay)
-{
-    SyncMarks marks;
-    const std::string first = SyncMarks::text(1);
-    EXPECT_EQ(marks.strip("x" + first), "x" + first) << "nothing is expected yet";
-    marks.expect(1);
-    EXPECT_EQ(marks.strip("Blink on\r\n" + first.substr(0, 5)), "Blink on\r\n");
-    EXPECT_FALSE(marks.arrived());
-    EXPECT_EQ(marks.strip(first.substr(5) + "Type\r\n\x16"), "Type\r\n\x16");
-    EXPECT_TRUE(marks.arrived());
-    marks.expect(3);
-    EXPECT_EQ(marks.strip(SyncMarks::text(2) + "\x16receiver-bench x" + "\x16"), "\x16receiver-bench x");
-    EXPECT_FALSE(marks.arrived());
-    EXPECT_EQ(marks.strip("y" + SyncMarks::text(3)), "\x16y");
-    EXPECT_TRUE(marks.arrived());
 }
 
 struct PutObject {

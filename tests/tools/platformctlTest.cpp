@@ -14,7 +14,7 @@
 #include "bench/privateBus.h"
 #include "bench/workspace.h"
 #include "program.h"
-#include "transcript.h"
+#include "shellSession.h"
 
 namespace {
 

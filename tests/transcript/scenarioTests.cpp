@@ -59,7 +59,7 @@ void registerScenarios(bool endToEndOnly, MakeBackend makeBackend)
             add(suite, "isWellFormed", [error = file.error] { return error; });
         }
         for (const Scenario& scenario : file.scenarios) {
-            if (scenario.endToEnd || !endToEndOnly) {
+            if (scenario.memoryOnly.empty() || !endToEndOnly) {
                 add(suite, testName(scenario.title), [=] { return runOn(scenario, makeBackend); });
             }
         }

@@ -1,50 +1,16 @@
 #include "bench/session.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <cstring>
+#include <optional>
+#include <termios.h>
 #include <unistd.h>
 
-#include "bench/limits.h"
 #include "bench/lineSplitter.h"
 #include "bench/notes.h"
-#include "support/failure.h"
-#include "support/jsonText.h"
 
 namespace {
 
-constexpr char kLineEnd = '\r';
-
-// These are answered by the daemon's reaction to the change they made, or have it open its port anew.
-constexpr std::string_view kDoneByListener[] = {"Broadcast", "CSpara"};
-// Kept until the line is quiet, and so is whatever would follow it too early.
-constexpr std::string_view kDoneAtGap = "RS232zone";
-
-bool isDoneByListener(std::string_view line)
-{
-    line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
-    for (const std::string_view name : kDoneByListener) {
-        if (line.starts_with(name)) {
-            return true;
-        }
-    }
-    return false;
-}
-
-void feedLine(Receiver& receiver, const std::string& line)
-{
-    receiver.type(line + kLineEnd);
-    bool done = receiver.settle();
-    if (line.find(kDoneAtGap) != std::string::npos) {
-        done = receiver.settleAfterGap() && done;
-    }
-    if (isDoneByListener(line)) {
-        done = receiver.settleListener() && done;
-    }
-    if (!done) {
-        note("receiver-bench: " + printableJson(jsonString(line)) + " is not done after half a minute; going on");
-    }
-}
+constexpr char kLeave = '\x1d';  // Ctrl-]
 
 /// What standard input gives now; nothing at its end.
 std::optional<std::string> readInput()
@@ -63,19 +29,14 @@ std::optional<std::string> readInput()
 
 /// Hands every line of standard input to `take`, as it comes.
 template <class Take>
-void eachLine(Receiver& receiver, const Take& take)
+void eachLine(Feed& feed, const Take& take)
 {
     LineSplitter lines;
     while (true) {
         while (const auto line = lines.next()) {
             take(*line);
         }
-        // While something is unread its port may be gone; else there is nothing to wait for but the input.
-        while (!receiver.attend(receiver.typedIsWaiting() ? kPortTimeMs : -1, STDIN_FILENO)) {
-            if (receiver.typedIsWaiting()) {
-                receiver.checkConsolePort();
-            }
-        }
+        feed.await(STDIN_FILENO);
         const auto bytes = readInput();
         if (!bytes) {
             break;
@@ -83,31 +44,84 @@ void eachLine(Receiver& receiver, const Take& take)
         lines.add(*bytes);
     }
     if (const auto line = lines.last()) {
-        feedLine(receiver, *line);
+        feed.typeLine(*line);
     }
 }
 
+/// Standard input as it comes, if it is a terminal.
+class RawTerminal {
+public:
+    RawTerminal() : changed_(tcgetattr(STDIN_FILENO, &before_) == 0)
+    {
+        if (changed_) {
+            termios raw = before_;
+            cfmakeraw(&raw);
+            raw.c_oflag = before_.c_oflag;
+            tcsetattr(STDIN_FILENO, TCSADRAIN, &raw);
+        }
+    }
+    RawTerminal(const RawTerminal&) = delete;
+    RawTerminal& operator=(const RawTerminal&) = delete;
+    ~RawTerminal()
+    {
+        if (changed_) {
+            tcsetattr(STDIN_FILENO, TCSADRAIN, &before_);
+        }
+    }
+
+    [[nodiscard]] bool isTerminal() const { return changed_; }
+
+private:
+    termios before_{};
+    bool changed_;
+};
+
 }  // namespace
 
-void runTerminal(Receiver& receiver)
+void runTerminal(Feed& feed)
 {
-    eachLine(receiver, [&](const std::string& line) { receiver.type(line + kLineEnd); });
-    receiver.settle();
-    receiver.settleAfterGap();
+    eachLine(feed, [&](const std::string& line) { feed.type(line + '\r'); });
+    feed.settle();
 }
 
-void runScript(Receiver& receiver)
+void runLines(Feed& feed)
 {
-    eachLine(receiver, [&](const std::string& line) { feedLine(receiver, line); });
+    eachLine(feed, [&](const std::string& line) { feed.typeLine(line); });
 }
 
-void writeReplies(std::string_view bytes)
+void runRaw(Feed& feed, const std::string& greeting)
 {
-    while (!bytes.empty()) {
-        const auto count = write(STDOUT_FILENO, bytes.data(), bytes.size());
-        if (count < 0 && errno != EINTR) {
-            throw Refused(std::string("standard output cannot be written: ") + std::strerror(errno));
+    const RawTerminal terminal;
+    note(greeting + (terminal.isTerminal() ? " Ctrl-] leaves." : ""));
+    while (true) {
+        feed.await(STDIN_FILENO);
+        const auto bytes = readInput();
+        const std::size_t leave = bytes && terminal.isTerminal() ? bytes->find(kLeave) : std::string::npos;
+        if (bytes) {
+            feed.type(std::string_view(*bytes).substr(0, leave));
         }
-        bytes.remove_prefix(count < 0 ? 0 : static_cast<std::size_t>(count));
+        if (!bytes || leave != std::string::npos) {
+            break;
+        }
+    }
+    feed.settle();
+}
+
+void serveClients(Feed& feed, TcpServer& server)
+{
+    while (true) {
+        feed.await(server.descriptor());
+        feed.type(server.read());
+        if (server.clientIsDone()) {
+            feed.settle();
+            server.dropClient();
+        }
+    }
+}
+
+void serveDevice(Receiver& receiver)
+{
+    while (true) {
+        receiver.attend(-1);
     }
 }

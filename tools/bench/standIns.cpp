@@ -7,18 +7,18 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <fstream>
 #include <string_view>
 #include <sys/auxv.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
-#include "bench/notes.h"
 #include "bench/ownProgram.h"
 #include "bench/shellWords.h"
 #include "platform/local/local.h"
 #include "support/failure.h"
-#include "support/jsonText.h"
+#include "transcript/text.h"
 
 namespace fs = std::filesystem;
 
@@ -29,6 +29,7 @@ constexpr std::string_view kFactoryTool = "factory_tool";
 constexpr std::string_view kNames[] = {kShell, kFactoryTool, "apploggertool", "killall", "pkill",   "reboot",
                                        "halt", "poweroff",   "shutdown",      "init",    "telinit", "systemctl"};
 constexpr char kChannelVariable[] = "RECEIVER_BENCH_COMMANDS";
+constexpr char kStatusVariable[] = "RECEIVER_BENCH_STATUS";
 
 void tellBench(std::string_view command)
 {
@@ -37,10 +38,21 @@ void tellBench(std::string_view command)
         return;
     }
     const UniqueFd channel(open(path, O_WRONLY | O_NONBLOCK | O_CLOEXEC));
-    const std::string line = printableJson(command) + "\n";
+    const std::string line = escaped(command) + "\n";
     if (channel) {
         [[maybe_unused]] const auto written = write(channel.get(), line.data(), line.size());
     }
+}
+
+/// What every command is to end with, if that is said.
+std::optional<int> givenStatus()
+{
+    const char* path = std::getenv(kStatusVariable);
+    int status = 0;
+    if (path != nullptr && std::ifstream(path) >> status) {
+        return status;
+    }
+    return std::nullopt;
 }
 
 /// factory_tool -w KEY VALUE
@@ -55,6 +67,9 @@ int runFactoryTool(const std::vector<std::string>& words)
 int runCommandLine(const std::string& line)
 {
     tellBench(line);
+    if (const auto status = givenStatus()) {
+        return *status;
+    }
     const std::string program = line.substr(0, line.find_first_of(" \t;|&"));
     if (fs::path(program).filename() != kFactoryTool) {
         return 0;
@@ -83,7 +98,8 @@ std::string startedAs()
 }  // namespace
 
 StandIns::StandIns(const Workspace& workspace)
-    : directory_(workspace.standInDirectory()), channelPath_(workspace.file("commands"))
+    : directory_(workspace.standInDirectory()), channelPath_(workspace.file("commands")),
+      statusPath_(workspace.file("commands.status"))
 {
     fs::create_directories(directory_);
     for (const std::string_view name : kNames) {
@@ -104,16 +120,23 @@ std::string StandIns::shell() const
     return fs::path(directory_) / kShell;
 }
 
-void StandIns::noteCommands()
+void StandIns::setExitStatus(int status) const
+{
+    std::ofstream(statusPath_) << status << '\n';
+}
+
+std::vector<std::string> StandIns::takeCommands()
 {
     char chunk[4096];
     for (ssize_t count = 0; (count = read(channel_.get(), chunk, sizeof chunk)) > 0;) {
         partial_.append(chunk, static_cast<std::size_t>(count));
     }
+    std::vector<std::string> commands;
     for (std::size_t end = 0; (end = partial_.find('\n')) != std::string::npos;) {
-        noteFrom("command", partial_.substr(0, end));
+        commands.push_back(unescaped(partial_.substr(0, end)));
         partial_.erase(0, end + 1);
     }
+    return commands;
 }
 
 std::optional<int> runAsStandIn(int count, char** arguments)
@@ -128,5 +151,8 @@ std::optional<int> runAsStandIn(int count, char** arguments)
     }
     words[0] = name;
     tellBench(joined(words));
+    if (const auto status = givenStatus()) {
+        return *status;
+    }
     return name == kFactoryTool ? runFactoryTool(words) : 0;
 }

@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "bench/workspace.h"
 #include "platform/support/ownership.h"
@@ -20,14 +21,21 @@ public:
     /// For RECEIVER_BENCH_COMMANDS: where they say what they were asked to run.
     [[nodiscard]] std::string channel() const { return channelPath_; }
 
+    /// For RECEIVER_BENCH_STATUS: the file that says what they end with.
+    [[nodiscard]] std::string statusFile() const { return statusPath_; }
+
+    /// From now on every command ends with this status and does nothing, the factory tool included.
+    void setExitStatus(int status) const;
+
     /// Readable when one has said something.
     [[nodiscard]] int descriptor() const { return channel_.get(); }
-    /// Passes on what they have said by now.
-    void noteCommands();
+    /// The commands that they were asked to run since the last time.
+    std::vector<std::string> takeCommands();
 
 private:
     std::string directory_;
     std::string channelPath_;
+    std::string statusPath_;
     UniqueFd channel_;
     std::string partial_;
 };

@@ -115,6 +115,7 @@ void Workspace::removeLeftovers() const
     removeIf(file("bus"), fs::file_type::socket);
     removeIf(file("bus.conf"), fs::file_type::regular);
     removeIf(file("commands"), fs::file_type::fifo);
+    removeIf(file("commands.status"), fs::file_type::regular);
     removeIf(file("console"), fs::file_type::symlink);
     removeIf(file("hdbt"), fs::file_type::symlink);
     for (const auto& entry : fs::directory_iterator(standInDirectory(), ignored)) {

@@ -32,7 +32,12 @@ public:
 
 using MakeBackend = std::unique_ptr<Backend> (*)(bool internalRole);
 
+/// The lines that a transcript has for it.
+std::vector<std::string> toLines(const Observed& seen);
+
+enum class Compare { everything, replies };
+
 /// Runs a scenario. Empty when all went as written; else what went otherwise, for a person to read.
-std::string run(const Scenario& scenario, Backend& backend);
+std::string run(const Scenario& scenario, Backend& backend, Compare what = Compare::everything);
 
 }  // namespace transcript

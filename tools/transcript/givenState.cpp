@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <stdexcept>
+#include <string_view>
 
 #include <json-c/json.h>
 
@@ -44,6 +45,10 @@ void addPart(const std::string& part, json_object* members, std::vector<Given>& 
             }
             givens.emplace_back(GivenFactory{name, json_object_get_string(value)});
         } else {
+            if (*name == '\0' || std::string_view(name).find('.') != std::string_view::npos) {
+                throw std::runtime_error(std::string("'") + name +
+                                         "' is no area; a name holds no dot and is not empty");
+            }
             const Store store = part == "settings" ? Store::settings : Store::status;
             givens.emplace_back(GivenLeaf{store, name, normalised(json_object_to_json_string(value))});
         }

@@ -28,6 +28,19 @@ Lines runLines(const std::vector<std::string>& commands)
     return lines;
 }
 
+}  // namespace
+
+std::vector<std::string> toLines(const Observed& seen)
+{
+    Lines lines = replyLines(seen.replies);
+    for (const Lines& part : {toLines(seen.events), toLines(seen.calls), runLines(seen.runs)}) {
+        lines.insert(lines.end(), part.begin(), part.end());
+    }
+    return lines;
+}
+
+namespace {
+
 // Both lists in one, what stands in both first found by the longest common subsequence.
 Lines difference(const Lines& expected, const Lines& seen)
 {
@@ -55,25 +68,24 @@ Lines difference(const Lines& expected, const Lines& seen)
     return lines;
 }
 
-const char* word(Store store)
-{
-    return store == Store::settings ? "settings" : "status";
-}
-
 class StepCheck {
 public:
     StepCheck(const Step& step, const Observed& seen, Backend& backend) : step_(step), seen_(seen), backend_(backend) {}
 
     // The step's part of the transcript, marked where something differs.
-    Lines run()
+    Lines run(Compare what)
     {
         compare(replyLines(step_.replies), replyLines(seen_.replies));
+        if (what == Compare::replies) {
+            return lines_;
+        }
         compare(toLines(step_.events), toLines(seen_.events));
         compare(toLines(step_.calls), toLines(seen_.calls));
         compare(runLines(step_.runs), runLines(seen_.runs));
         for (const StoreCheck& check : step_.stores) {
             const Text value = backend_.read(check.store, check.path);
-            const std::string begin = std::string("store ") + word(check.store) + " " + check.path + " ";
+            const char* store = check.store == Store::settings ? "store settings " : "store status ";
+            const std::string begin = store + check.path + " ";
             compare({begin + escaped(check.json.value_or("absent"))},
                     {begin + escaped(value ? normalised(*value) : "absent")});
         }
@@ -123,7 +135,7 @@ private:
 
 std::string report(const Scenario& scenario, const Lines& lines, const std::string& cause)
 {
-    std::string text = scenario.file + ".transcript:" + std::to_string(scenario.line) + ": " + scenario.title + '\n';
+    std::string text = scenario.file + ":" + std::to_string(scenario.line) + ": " + scenario.title + '\n';
     for (const std::string& line : lines) {
         text += line + '\n';
     }
@@ -132,7 +144,7 @@ std::string report(const Scenario& scenario, const Lines& lines, const std::stri
 
 }  // namespace
 
-std::string run(const Scenario& scenario, Backend& backend)
+std::string run(const Scenario& scenario, Backend& backend, Compare what)
 {
     Lines lines;
     try {
@@ -150,7 +162,7 @@ std::string run(const Scenario& scenario, Backend& backend)
             lines.push_back("    " + step.source);
             const Observed seen = backend.perform(step);
             StepCheck check(step, seen, backend);
-            for (std::string& line : check.run()) {
+            for (std::string& line : check.run(what)) {
                 lines.push_back(std::move(line));
             }
             if (!check.good()) {

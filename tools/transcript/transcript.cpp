@@ -246,7 +246,7 @@ private:
     void takeWords(const std::string& line, std::string_view keyword, Words& words)
     {
         if (keyword == "given") {
-            takeGiven(words);
+            takeGiven(line, words);
         } else if (keyword == "lpc" || keyword == "publish") {
             Step& added = addStep(line, keyword == "lpc" ? Step::Kind::lpc : Step::Kind::publish);
             added.name = words.next(keyword == "lpc" ? "method" : "topic");
@@ -275,9 +275,16 @@ private:
         } else if (keyword == "log") {
             const int level = words.number("level");
             step().logs.push_back({level, needed(words.text(), "text")});
-            scenario().endToEnd = false;
+            needMemory(line);
         } else {
             throw std::runtime_error("unknown keyword " + std::string(keyword));
+        }
+    }
+
+    void needMemory(const std::string& line)
+    {
+        if (scenario().memoryOnly.empty()) {
+            scenario().memoryOnly = "line " + std::to_string(number_) + ": " + line;
         }
     }
 
@@ -295,7 +302,7 @@ private:
         step().events.push_back({from, std::move(topic), words.text()});
     }
 
-    void takeGiven(Words& words)
+    void takeGiven(const std::string& line, Words& words)
     {
         const std::string_view what = words.next("what is given");
         if (what == "settings" || what == "status") {
@@ -313,10 +320,10 @@ private:
             addGiven(GivenRunStatus{words.number("status")});
         } else if (what == "log" || what == "nolog") {
             addGiven(GivenLog{words.number("level"), what == "log"});
-            scenario().endToEnd = false;
+            needMemory(line);
         } else if (what == "fail") {
             addGiven(givenFault(words));
-            scenario().endToEnd = false;
+            needMemory(line);
         } else if (what == "state") {
             takeState(needed(words.text(), "factory or a file's name"));
         } else if (what == "role") {
@@ -379,7 +386,7 @@ File parse(const std::string& name, const std::string& content, const std::files
         }
         return {name, parser.finish(), {}};
     } catch (const std::runtime_error& error) {
-        throw std::runtime_error(name + ".transcript:" + std::to_string(parser.number()) + ": " + error.what());
+        throw std::runtime_error(name + ":" + std::to_string(parser.number()) + ": " + error.what());
     }
 }
 
@@ -408,11 +415,14 @@ std::vector<File> readAll(const std::filesystem::path& directory, const std::str
     std::sort(paths.begin(), paths.end());
     std::vector<File> files;
     for (const auto& path : paths) {
-        const std::string name = path.lexically_relative(directory).replace_extension().string();
-        if (!suite.empty() && testName(name) != suite) {
+        std::filesystem::path name = path.lexically_relative(directory);
+        const std::string file = name.string();
+        const std::string below = name.replace_extension().string();
+        if (!suite.empty() && testName(below) != suite) {
             continue;
         }
-        files.push_back(readFile(name, path));
+        files.push_back(readFile(file, path));
+        files.back().name = below;
     }
     return files;
 }
@@ -457,6 +467,60 @@ std::string toLine(const Event& event)
 std::string toLine(const Call& call)
 {
     return "call " + call.service + " " + call.method + textWord(call.params);
+}
+
+namespace {
+
+const char* word(Store store)
+{
+    return store == Store::settings ? "settings" : "status";
+}
+
+struct GivenLine {
+    std::string operator()(const GivenLeaf& leaf) const
+    {
+        return std::string(word(leaf.store)) + " " + leaf.path + " " + escaped(leaf.json);
+    }
+    std::string operator()(const GivenFactory& item) const { return "factory " + item.key + textWord(item.text); }
+    std::string operator()(const GivenPeer& peer) const
+    {
+        static constexpr const char* kAnswers[] = {"completes", "answers", "fails", "absent", "silent"};
+        const bool answers = peer.answer == GivenPeer::Answer::answers;
+        return "peer " + peer.service + " " + peer.method + " " + kAnswers[static_cast<int>(peer.answer)] +
+               (answers ? textWord(peer.text) : "");
+    }
+    std::string operator()(const GivenRunStatus& run) const { return "run exits " + std::to_string(run.status); }
+    std::string operator()(const GivenLog& log) const
+    {
+        return (log.on ? "log " : "nolog ") + std::to_string(log.level);
+    }
+    std::string operator()(const GivenFault& fault) const
+    {
+        return "fail " + fault.kind + (fault.path ? " " + *fault.path : "") +
+               (fault.times < 0 ? "" : " " + std::to_string(fault.times));
+    }
+};
+
+}  // namespace
+
+std::string toLine(const Given& given)
+{
+    return "given " + std::visit(GivenLine(), given);
+}
+
+std::string toLine(const Step& step)
+{
+    switch (step.kind) {
+    case Step::Kind::lpc: return "lpc " + step.name + textWord(step.text);
+    case Step::Kind::publish: return "publish " + step.name + textWord(step.text);
+    case Step::Kind::type: break;
+    }
+    std::string_view line = step.bytes;
+    const bool whole = line.ends_with('\r') && line.find_first_of("\r\n") == line.size() - 1;
+    if (whole) {
+        line.remove_suffix(1);
+    }
+    return std::string(whole ? ">" : ">>") + (line.empty() ? "" : " ") + escaped(line);
 }
 
 namespace {

@@ -87,7 +87,7 @@ struct Scenario {
     int line = 0;
     std::string title;
     bool internalRole = false;
-    bool endToEnd = true;  // nothing in it needs the in-memory platform
+    std::string memoryOnly;  // the first line that needs the platform in memory; empty: none does
     std::vector<std::variant<Given, Step>> items;
 };
 
@@ -100,7 +100,7 @@ struct File {
 /// All *.transcript files below a directory, in order of their names; with a test suite's name only the file it comes
 /// from.
 std::vector<File> readAll(const std::filesystem::path& directory, const std::string& suite = {});
-/// One file, under this name.
+/// One file; messages about it and its scenarios call it so.
 File readFile(const std::string& name, const std::filesystem::path& path);
 /// Files that the content names are looked for in the directory. Throws std::runtime_error with file and line.
 File parse(const std::string& name, const std::string& content, const std::filesystem::path& directory = {});
@@ -109,6 +109,9 @@ File parse(const std::string& name, const std::string& content, const std::files
 std::vector<std::string> replyLines(const std::string& bytes);
 std::string toLine(const Event& event);
 std::string toLine(const Call& call);
+std::string toLine(const Given& given);
+/// What was done: "> Blink on".
+std::string toLine(const Step& step);
 
 /// JSON without white space and with members sorted by name, to compare by. Throws std::runtime_error for no JSON.
 std::string normalised(const std::string& json);

@@ -1,4 +1,4 @@
-#include "transcript.h"
+#include "shellSession.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>

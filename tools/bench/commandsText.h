@@ -1,0 +1,6 @@
+// docs/commands.json, built into the program.
+#pragma once
+
+#include <string_view>
+
+std::string_view commandsText();
