@@ -38,8 +38,8 @@ _started = []
 
 
 def end_all():
-    for program in reversed(_started):
-        program.end()
+    while _started:
+        _started.pop().end()
 
 
 class Program:

@@ -64,9 +64,10 @@ void logLines(int count, char* arguments[])
     char* text = readFile(arguments[0], &size);
     const int commands = atoi(arguments[1]);
     const int rounds = atoi(arguments[2]);
+    const int warmUp = warmUpFor(rounds);
     const int nowhere = open("/dev/null", O_WRONLY);
     struct Samples samples = samplesFor((size_t)rounds);
-    for (int i = -kWarmUp; i < rounds; ++i) {
+    for (int i = -warmUp; i < rounds; ++i) {
         const int64_t start = nowNs();
         for (const char* line = text; line < text + size;) {
             const char* end = memchr(line, '\n', (size_t)(text + size - line));

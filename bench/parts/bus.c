@@ -41,8 +41,9 @@ void calls(int count, char* arguments[])
     (void)count;
     sd_bus* bus = openBus();
     const int rounds = atoi(arguments[0]);
+    const int warmUp = warmUpFor(rounds);
     struct Samples samples = samplesFor((size_t)rounds);
-    for (int i = -kWarmUp; i < rounds; ++i) {
+    for (int i = -warmUp; i < rounds; ++i) {
         sd_bus_message* answer = NULL;
         const int64_t start = nowNs();
         expectDone(sd_bus_call_method(bus, arguments[1], arguments[2], arguments[3], arguments[4], NULL, &answer, "s",
@@ -221,6 +222,7 @@ void events(int count, char* arguments[])
         "networkStatusConfigChanged",
     };
     const int rounds = atoi(arguments[0]);
+    const int warmUp = warmUpFor(rounds);
     struct Listener listener = {openStoreFile(arguments[1]), openStoreFile(arguments[2]), 0};
     sd_bus* publisher = openBus();
     sd_bus* bus = openBus();
@@ -231,7 +233,7 @@ void events(int count, char* arguments[])
     while (expectDone(sd_bus_process(bus, NULL), "sd_bus_process") > 0) {
     }
     struct Samples samples = samplesFor((size_t)rounds);
-    for (int i = -kWarmUp; i < rounds; ++i) {
+    for (int i = -warmUp; i < rounds; ++i) {
         expectDone(sd_bus_emit_signal(publisher, "/receiver/settings", kEventInterface, kTopics[0], "s",
                                       "{\"control\":{\"ledMode\":true}}"),
                    "sd_bus_emit_signal");
@@ -245,7 +247,7 @@ void events(int count, char* arguments[])
             addSample(&samples, nowNs() - start);
         }
     }
-    if (listener.seen != rounds + kWarmUp) {
+    if (listener.seen != rounds + warmUp) {
         errno = EIO;
         fail("events");
     }

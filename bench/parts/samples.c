@@ -14,6 +14,12 @@ int64_t nowNs(void)
     return (int64_t)now.tv_sec * 1000000000 + now.tv_nsec;
 }
 
+int warmUpFor(int rounds)
+{
+    enum { kMost = 20 };
+    return rounds / 4 < kMost ? rounds / 4 : kMost;
+}
+
 struct Samples samplesFor(size_t count)
 {
     struct Samples samples = {calloc(count, sizeof *samples.ns), 0, count};

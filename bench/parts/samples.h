@@ -4,8 +4,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
-/// Rounds that warm caches and are not told.
-enum { kWarmUp = 20 };
+/// Rounds before the first that is told: they warm caches.
+int warmUpFor(int rounds);
 
 struct Samples {
     int64_t* ns;

@@ -48,9 +48,10 @@ void storeReads(int count, char* arguments[])
 {
     (void)count;
     const int rounds = atoi(arguments[1]);
+    const int warmUp = warmUpFor(rounds);
     struct StoreFile store = openStoreFile(arguments[0]);
     struct Samples samples = samplesFor((size_t)rounds);
-    for (int i = -kWarmUp; i < rounds; ++i) {
+    for (int i = -warmUp; i < rounds; ++i) {
         const int64_t start = nowNs();
         const int size = readLeaf(&store, kLeaf);
         if (i >= 0) {
@@ -93,11 +94,12 @@ void storeUpdates(int count, char* arguments[])
 {
     (void)count;
     const int rounds = atoi(arguments[1]);
+    const int warmUp = warmUpFor(rounds);
     struct StoreFile store = openStoreFile(arguments[0]);
     sqlite3_stmt* update = prepareUpdate(&store);
     startLogOver(&store);
     struct Samples samples = samplesFor((size_t)rounds);
-    for (int i = -2; i < rounds; ++i) {
+    for (int i = -warmUp; i < rounds; ++i) {
         const int64_t start = nowNs();
         updateOnce(&store, update, i & 1);
         if (i >= 0) {

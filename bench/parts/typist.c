@@ -45,9 +45,10 @@ void roundTrips(int count, char* arguments[])
     const int fd = atoi(arguments[0]);
     const int trips = atoi(arguments[1]);
     const int lines = count - 2;
+    const int warmUp = warmUpFor(trips);
     struct Samples samples = samplesFor((size_t)trips);
-    for (int i = -kWarmUp; i < trips; ++i) {
-        const char* line = arguments[2 + (i + kWarmUp) % lines];
+    for (int i = -warmUp; i < trips; ++i) {
+        const char* line = arguments[2 + (i + warmUp) % lines];
         const int64_t start = nowNs();
         writeAll(fd, line, strlen(line));
         awaitLineEnd(fd);
