@@ -24,6 +24,10 @@ public:
     virtual void freezeBus() = 0;
     virtual void thawBus() = 0;
 
+    /// Whether the engine keeps, until its process ends, what one test could leave to the next. Such tests run one a
+    /// process.
+    [[nodiscard]] virtual bool needsFreshProcess() const { return true; }
+
     virtual void writeFactoryData(const std::string& key, const std::string& text) = 0;
 };
 

@@ -1,5 +1,5 @@
 #!/bin/sh
-# vendorLibrary.sh configure|build DIRECTORY SOURCE SANITIZE ARCHIVE...: the daemon on a vendor's platform library, for
+# vendorLibrary.sh configure|build|conformance DIRECTORY SOURCE SANITIZE ARCHIVE...: the daemon on a vendor's platform library, for
 # which the bundled engine stands, merged into one archive. Any warning of CMake's is a failure.
 set -eu
 step=$1
@@ -19,6 +19,13 @@ rm -f "$library"
     echo SAVE
     echo END
 } | ar -M
+
+if [ "$step" = conformance ]; then
+    # The surroundings of the bundled engine are those of this one.
+    export BUILD="$directory/$step" SANITIZE="$sanitize" CXXFLAGS="-I$source"
+    exec "$source/tests/conformance/run" "$library;sqlite3;systemd;json-c" "$source/tests/conformance/localEngine.cpp" \
+        --output-on-failure
+fi
 
 "${CMAKE:-cmake}" -S "$source" -B "$directory/$step" -G Ninja -Werror=dev -DBUILD_TESTING=OFF \
     -DCMAKE_BUILD_TYPE=Debug "-DRECEIVER_SANITIZE=$sanitize" \
