@@ -195,6 +195,28 @@ TEST_F(Simulator, TracesWhatOthersDoAndHowLateAPeerIs)
     EXPECT_GE(timeOf("answer networkd TelnetRestart") - timeOf("call networkd TelnetRestart 9002"), 0.149);
 }
 
+TEST_F(Simulator, ChangesAsARoomDoes)
+{
+    std::string address;
+    const auto bench = serving(address);
+    TcpClient client(address);
+    const auto happens = [&](const std::string& document, const std::string& line, const std::string& reply) {
+        EXPECT_EQ(platformctl({"status", "load", ROOM_DIRECTORY "/" + document}).status, 0) << document;
+        client.send(line + "\r");
+        client.await(reply + "\r\n");
+    };
+    happens("sourceOnHdmi.json", "InputFormat2", "InputFormat2 3840x2160p60:8bit:YUV420");
+    happens("noSourceOnHdmi.json", "InputFormat2", "InputFormat2 --:--:--");
+    happens("noSourceOnLink.json", "InputFormat1", "InputFormat1 --:--:--");
+    happens("sourceOnLink.json", "InputFormat1", "InputFormat1 1920x1080p60:8bit:RGB");
+    happens("displayBusy.json", "TrigRS1 on\rBlink sta", "Blink off");
+    EXPECT_EQ(bench->error().find("[displayControl]"), std::string::npos) << bench->error();
+    EXPECT_EQ(platformctl({"status", "load", ROOM_DIRECTORY "/displayFree.json"}).status, 0);
+    client.send("TrigRS1 on\r");
+    bench->awaitError("[displayControl] SetCmdOn ");
+    expectEndsBySignal(*bench);
+}
+
 TEST_F(Simulator, StartsFromAStateAndSavesOne)
 {
     const std::string saved = directory_.file("saved.json");

@@ -1,7 +1,9 @@
 // receiver-bench at a terminal that a person sees: under tmux, which tells what stands on the screen.
 #include <algorithm>
 #include <chrono>
+#include <fstream>
 #include <gmock/gmock.h>
+#include <regex>
 #include <thread>
 
 #include "benchTest.h"
@@ -9,6 +11,42 @@
 namespace {
 
 using testing::HasSubstr;
+using testing::StartsWith;
+
+/// "$ COMMAND" and what it prints.
+struct ReadmeStep {
+    std::string command;
+    std::string output;
+};
+
+/// The session of the README, and the trace that stands between its steps.
+struct ReadmeSession {
+    std::vector<ReadmeStep> steps;
+    std::string trace;
+};
+
+ReadmeSession readmeSession()
+{
+    ReadmeSession session;
+    bool inside = false;
+    for (const std::string& line : linesOf(contents(README))) {
+        if (line.starts_with("## ")) {
+            inside = line == "## Ten minutes with a simulated receiver";
+        }
+        if (!inside || !line.starts_with("    ")) {
+            continue;
+        }
+        const std::string text = line.substr(4);
+        if (text.starts_with("$ ")) {
+            session.steps.push_back({text.substr(2), {}});
+        } else if (text.starts_with("   0.")) {
+            session.trace += text + "\n";
+        } else {
+            session.steps.back().output += text + "\n";
+        }
+    }
+    return session;
+}
 
 class Terminal : public Bench {
 protected:
@@ -28,7 +66,7 @@ protected:
     /// A shell at the screen.
     void start()
     {
-        ASSERT_EQ(tmux({"new-session", "-d", "-x", "100", "-y", "50", "PS1='$ ' /bin/sh"}).status, 0);
+        ASSERT_EQ(tmux({"new-session", "-d", "-x", "120", "-y", "50", "PS1='$ ' /bin/sh"}).status, 0);
         started_ = true;
         awaitScreen("$");
     }
@@ -56,6 +94,25 @@ protected:
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         } while (std::chrono::steady_clock::now() < deadline);
         FAIL() << "the screen does not end with: " << end << "\nit holds:\n" << seen;
+    }
+
+    /// Waits until this stands somewhere on the screen.
+    void awaitOnScreen(const std::string& text) const
+    {
+        const auto deadline = std::chrono::steady_clock::now() + kPatience;
+        while (screen().find(text) == std::string::npos) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                FAIL() << "not on the screen: " << text << "\nit holds:\n" << screen();
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    }
+
+    [[nodiscard]] std::string portAfter(const std::string& text) const
+    {
+        const std::string seen = screen();
+        const std::size_t start = seen.find(text) + text.size();
+        return seen.substr(start, seen.find_first_not_of("0123456789", start) - start);
     }
 
     void startBench(const std::string& options = {})
@@ -126,15 +183,8 @@ TEST_F(Terminal, KeepsTheLineBeingTypedBelowWhatComes)
     ASSERT_EQ(platformctl({"event", "publish", "uartProjectorEvent", "from the room\r\n"}).status, 0);
     awaitScreen("\n> Blink o");
     ASSERT_EQ(platformctl({"config", "set", "audio.audOut.allMute", "true"}).status, 0);
-    const auto allSeen = [&] {
-        const std::string seen = screen();
-        return seen.find("\nfrom the room\n") != std::string::npos &&
-               seen.find("audioUserConfigChanged") != std::string::npos;
-    };
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
-    while (!allSeen() && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
+    awaitOnScreen("\nfrom the room\n");
+    awaitOnScreen("audioUserConfigChanged");
     awaitScreen("\n> Blink o");
     EXPECT_THAT(screen(), HasSubstr("\nfrom the room\n"));
     EXPECT_THAT(screen(), HasSubstr(" store settings audio.audOut.allMute true\n"));
@@ -147,17 +197,62 @@ TEST_F(Terminal, KeepsTheLineBeingTypedBelowWhatComes)
     // A line longer than the screen is wide is taken away and drawn anew as a whole.
     const std::string longLine(150, 'x');
     type(longLine);
-    awaitScreen("\n> " + longLine.substr(0, 98) + "\n" + longLine.substr(98));
+    awaitScreen("\n> " + longLine.substr(0, 118) + "\n" + longLine.substr(118));
     ASSERT_EQ(platformctl({"event", "publish", "uartProjectorEvent", "again\r\n"}).status, 0);
-    const auto end = std::chrono::steady_clock::now() + kPatience;
-    while (screen().find("\nagain\n") == std::string::npos && std::chrono::steady_clock::now() < end) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    awaitScreen("\n> " + longLine.substr(0, 98) + "\n" + longLine.substr(98));
-    EXPECT_EQ(linesOf(screen()).size() > 3, true);
+    awaitOnScreen("\nagain\n");
+    awaitScreen("\n> " + longLine.substr(0, 118) + "\n" + longLine.substr(118));
     EXPECT_THAT(screen(true), HasSubstr("\x1b[36m")) << "in colour at a terminal";
     press("C-u");
     leave();
+}
+
+std::string replaced(const std::string& text, const std::string& what, const std::string& with)
+{
+    return std::regex_replace(text, std::regex(what), with);
+}
+
+/// Without its times, and without the line ends that replies have.
+std::string plain(const std::string& text)
+{
+    return replaced(replaced(text, R"( *\d+\.\d{3} )", "TIME "), "\r", "");
+}
+
+TEST_F(Terminal, GoesAsTheReadmeTells)
+{
+    const ReadmeSession session = readmeSession();
+    ASSERT_EQ(session.steps.size(), 9U);
+    const ReadmeStep& bench = session.steps[0];
+    const ReadmeStep& listing = session.steps[1];
+    ASSERT_THAT(bench.command, StartsWith("receiver-bench --tcp 127.0.0.1:9001 "));
+    ASSERT_EQ(listing.command, "cat drive");
+
+    // Any free port in place of the README's.
+    start();
+    type("cd " + directory() + "; PATH=" + kPrograms + ":$PATH; clear\n");
+    awaitScreen("$");
+    type(replaced(bench.command, ":9001", ":0") + "\n");
+    const std::string served = "the external console is served on 127.0.0.1:";
+    awaitOnScreen(served);
+    awaitScreen("\n127.0.0.1:" + portAfter(served));
+    std::ofstream(directory_.file("drive")) << replaced(listing.output, "9001", portAfter(served));
+    const auto shell = [&](const ReadmeStep& step) {
+        Environment environment{{"PATH", kPrograms + ":/usr/bin:/bin"}};
+        const Result result = run({"/bin/bash", "-c", "cd " + directory() + " && " + step.command}, environment);
+        EXPECT_EQ(plain(result.output), plain(step.output)) << step.command << "\n" << result.error;
+    };
+    shell(session.steps[2]);
+    awaitOnScreen("the client has gone");
+    EXPECT_THAT(plain(screen()), HasSubstr(plain(session.trace)));
+    press("C-c");
+    awaitScreen("^C$");
+    for (std::size_t at = 3; at < 7; ++at) {
+        shell(session.steps[at]);
+    }
+    // The test that it becomes is one.
+    const std::string test = "tests/transcripts/recorded/session.transcript";
+    EXPECT_EQ(session.steps[7].command, "cp session.transcript " + test);
+    EXPECT_EQ(contents(directory_.file("session.transcript")), contents(SOURCE_DIRECTORY "/" + test));
+    EXPECT_EQ(session.steps[8].command, "./test -R recorded/session");
 }
 
 }  // namespace

@@ -136,6 +136,7 @@ Observed BenchConsole::perform(const Step& step)
 Observed BenchConsole::collect(const Step& step)
 {
     const Place place{.logStart = logSize()};
+    awaitAllRead();
     pass();
     return take(step, place);
 }

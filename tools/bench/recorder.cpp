@@ -120,7 +120,12 @@ void Recorder::typeStep(const std::string& bytes)
     takeForeign();
     Step step;
     step.bytes = bytes;
-    takeDown(step, console_.perform(step));
+    try {
+        takeDown(step, console_.perform(step));
+    } catch (const Stopped&) {
+        takeDown(step, console_.collect(step));  // the line has been typed, and its reply perhaps been seen
+        throw;
+    }
 }
 
 void Recorder::takeForeign()
