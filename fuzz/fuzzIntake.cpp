@@ -3,7 +3,9 @@
 //   g   the line is quiet for 30 ms          G   for 101 times that, after which a partial line is given up
 //   x   a read ends here                     a   a read finds nothing after all
 //   e   a read fails: the device is gone     z   a read finds the end of the file, likewise
-//   r COUNT BYTE   the byte comes 120 times COUNT, so that a short input fills every buffer
+//   r COUNT BYTE   the byte comes 120 times COUNT, so that a short input fills every buffer; a line end comes COUNT
+//       times. An input gets no more of them than overflow a line.
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
@@ -17,7 +19,8 @@
 namespace {
 
 constexpr int kPartialLineGaps = 101;
-constexpr std::size_t kRepeat = 120;  // 93 of them are more than a line holds
+constexpr std::size_t kRepeat = 120;
+constexpr std::size_t kMostRepeated = 93 * kRepeat;  // more than a line holds
 
 // The far end of the line, as the input plays it.
 class FarEnd {
@@ -27,6 +30,7 @@ public:
         input_ = input;
         gaps_ = 0;
         repeats_ = 0;
+        repeated_ = 0;
         pending_ = Pending::none;
     }
 
@@ -106,17 +110,22 @@ private:
         case 'a': pending_ = Pending::nothing; break;
         case 'e': pending_ = Pending::error; break;
         case 'z': pending_ = Pending::end; break;
-        case 'r':
-            repeats_ = kRepeat * input_.below(94);
+        case 'r': {
+            const std::size_t count = input_.below(94);
             byte_ = input_.next();
+            const std::size_t wanted = byte_ == '\r' || byte_ == '\n' ? count : kRepeat * count;
+            repeats_ = std::min(wanted, kMostRepeated - repeated_);
+            repeated_ += repeats_;
             break;
+        }
         default: byte_ = letter; pending_ = Pending::byte;
         }
     }
 
     ByteReader input_{nullptr, 0};
     int gaps_ = 0;
-    std::size_t repeats_ = 0;  // of byte_, still to come
+    std::size_t repeats_ = 0;   // of byte_, still to come
+    std::size_t repeated_ = 0;  // of all instructions
     Pending pending_ = Pending::none;
     char byte_ = '\0';
 };

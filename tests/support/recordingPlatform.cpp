@@ -13,6 +13,7 @@
 #include <string_view>
 #include <sys/eventfd.h>
 #include <unistd.h>
+#include <unordered_map>
 #include <utility>
 
 #include <json-c/json.h>
@@ -196,10 +197,10 @@ bool isKey(std::string_view key)
     return !key.empty() && key.find('.') == std::string_view::npos;
 }
 
-// The path of nested single-member objects; nothing with EINVAL for any other document.
-Text pathOf(const char* document)
+// The path of nested single-member objects; nothing for any other document.
+Text readPath(const char* document)
 {
-    const Json root(document != nullptr ? parsed(document) : nullptr);
+    const Json root(parsed(document));
     std::string path;
     json_object* here = root.get();
     bool good = isObject(here);
@@ -210,11 +211,31 @@ Text pathOf(const char* document)
         path += (path.empty() ? "" : ".") + std::string(key);
         here = json_object_iter_peek_value(&member);
     }
-    if (!good) {
-        errno = EINVAL;
-        return std::nullopt;
+    return good ? Text(path) : std::nullopt;
+}
+
+struct TextHash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
+};
+
+// As readPath(), which costs more than the rest of a query: most documents are constants and come again. Sets EINVAL.
+const Text& pathOf(const char* document)
+{
+    constexpr std::size_t kMostKept = 1'024;
+    thread_local std::unordered_map<std::string, Text, TextHash, std::equal_to<>> known;
+    const std::string_view text = document != nullptr ? document : "";
+    auto at = known.find(text);
+    if (at == known.end()) {
+        if (known.size() == kMostKept) {
+            known.clear();
+        }
+        at = known.emplace(text, readPath(std::string(text).c_str())).first;
     }
-    return path;
+    if (!at->second) {
+        errno = EINVAL;
+    }
+    return at->second;
 }
 
 void place(json_object* root, std::string_view path, Json value)
@@ -381,7 +402,7 @@ int update(Store store, const char* document)
 // The asked path, recorded; nothing when the query fails.
 Text askedPath(Store store, const char* document)
 {
-    const Text path = pathOf(document);
+    const Text& path = pathOf(document);
     if (!path) {
         return std::nullopt;
     }

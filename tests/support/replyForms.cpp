@@ -33,8 +33,12 @@ const std::set<std::string_view>& rowsWithOwnForms()
     return names;
 }
 
-bool wholeLines(std::string_view reply)
+// Only a peer's command line can have line ends in it; what is echoed of it has them as well.
+bool wholeLines(std::string_view reply, std::string_view line)
 {
+    if (line.find('\n') != std::string_view::npos) {
+        return reply.ends_with("\r\n");
+    }
     for (std::size_t at = reply.find('\n'); at != std::string_view::npos; at = reply.find('\n', at + 1)) {
         if (at == 0 || reply[at - 1] != '\r') {
             return false;
@@ -61,13 +65,13 @@ bool isReplyForm(const CommandEntry* row, const std::string& line, std::string_v
     if (name == "PictureRst" && reply == "Command FAILED\r\n") {
         return true;
     }
-    if (!wholeLines(reply)) {
+    if (!wholeLines(reply, line)) {
         return false;
     }
     if (rowsWithOwnForms().count(name) != 0) {
         return true;
     }
-    const bool oneLine = reply.find('\n') == reply.size() - 1;
+    const bool oneLine = line.find('\n') != std::string::npos || reply.find('\n') == reply.size() - 1;
     const std::string_view rest = reply.substr(std::min(name.size(), reply.size()));
     return oneLine && reply.starts_with(name) &&
            (rest.starts_with(' ') || (rest.starts_with('[') && rest.ends_with("]\r\n")) || rest == "\r\n");
