@@ -3,35 +3,16 @@
 #include <filesystem>
 
 #include <termios.h>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include "peers/instance.h"
+#include "peers/ownDevices.h"
 #include "peers/timesIn.h"
 
 namespace {
 
 constexpr const char* kSettings = R"({"baudrate":4800,"databit":7,"parity":1,"stopbit":2})";
-
-// A /dev of the daemon's own: its words are the directory it is made in, the pseudo-terminal (or nothing) that stands
-// there as ttyS6, and the program.
-constexpr const char* kOwnDevices = R"(set -e
-mount -t tmpfs devices "$1"
-mkdir "$1/pts"
-mount --rbind /dev/pts "$1/pts"
-touch "$1/null"
-mount --bind /dev/null "$1/null"
-[ -z "$2" ] || ln -s "$2" "$1/ttyS6"
-mount --rbind "$1" /dev
-shift 2
-exec "$@")";
-
-std::vector<std::string> withDevice(const std::filesystem::path& directory, const std::string& ttyS6)
-{
-    std::filesystem::create_directories(directory);
-    return {UNSHARE, ::geteuid() == 0 ? "-m" : "-rm", "sh", "-c", kOwnDevices, "sh", directory.string(), ttyS6};
-}
 
 class UartReset : public testing::TestWithParam<InstanceRole> {};
 
@@ -54,7 +35,7 @@ TEST_P(UartReset, servesTheBoardsDeviceFromThenOn)
 {
     withSettings([](TestDevice& device) {
         PseudoTerminal board;
-        Instance instance(device, GetParam(), withDevice(device.directory() + "-dev", board.device()));
+        Instance instance(device, GetParam(), withOwnDevices(device.directory() + "-dev", board.device()));
         instance.line().type("Nope\r");
         instance.line().takeOutputWith("Command FAILED: (Nope)\r\n");
 
@@ -82,7 +63,7 @@ TEST_P(UartReset, keepsTheInstancesOwnDeviceForTheNextChange)
 {
     withSettings([](TestDevice& device) {
         PseudoTerminal board;
-        Instance instance(device, GetParam(), withDevice(device.directory() + "-dev", board.device()));
+        Instance instance(device, GetParam(), withOwnDevices(device.directory() + "-dev", board.device()));
         callMethod(instance.service(), "UartReset", "");
         const bool internal = GetParam() == InstanceRole::internal;
         publishEvent("systemUserConfigChanged", internal ? R"({"system":{"uart":{"interface3":{"baudrate":300}}}})"
@@ -100,7 +81,7 @@ TEST_P(UartReset, keepsTheInstancesOwnDeviceForTheNextChange)
 TEST_P(UartReset, leavesNoPortWhenTheBoardHasNone)
 {
     withSettings([](TestDevice& device) {
-        Instance instance(device, GetParam(), withDevice(device.directory() + "-dev", ""));
+        Instance instance(device, GetParam(), withOwnDevices(device.directory() + "-dev", ""));
         callMethod(instance.service(), "UartReset", "now");
         EXPECT_EQ(timesIn(instance.output(), "[uart_open2] open uart dev /dev/ttyS6 failed!\r\n"), 1U)
             << instance.output();
@@ -125,7 +106,7 @@ TEST_P(UartReset, isTriedAgainUntilTheBoardHasTheDevice)
 {
     withSettings([](TestDevice& device) {
         PseudoTerminal board;
-        Instance instance(device, GetParam(), withDevice(device.directory() + "-dev", ""));
+        Instance instance(device, GetParam(), withOwnDevices(device.directory() + "-dev", ""));
         callMethod(instance.service(), "UartReset", "now");
         const std::filesystem::path place = "/proc/" + std::to_string(instance.process().pid()) + "/root/dev/ttyS6";
         std::filesystem::create_symlink(board.device(), place);
