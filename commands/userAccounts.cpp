@@ -284,9 +284,11 @@ std::string longestEcho()
 
 Usage addUserUsage(const CommandEntry& /*row*/)
 {
+    const UsageField accounts = usage::text("accounts", 0, 0, "all accounts as JSON");
     return {.forms = {{.argument = "{user} {password}",
                        .effect = "Adds a guest account.",
-                       .fields = {usage::text("user", 1), usage::text("password", 1, 0, "letters and digits")},
+                       .fields = {usage::text("user", 1), usage::text("password", 1, 0, "letters and digits"),
+                                  usage::text("account", 0, 0, "the new account as JSON"), accounts},
                        .replies = {{"{line}\r\nTCP/IP user was added\r\n"},
                                    {"{line}\r\nCommand FAILED: ({line})\r\n", "the system service answers \"fail\""},
                                    {"{line}\r\n", "the system service does not answer"},
@@ -298,7 +300,8 @@ Usage addUserUsage(const CommandEntry& /*row*/)
                        .answersUnstored = true},
                       {.argument = "sta",
                        .effect = "Answers all accounts but root, with their passwords, a line each between these two.",
-                       .replies = {{"TCP/IP username & password list:\r\n{accounts} -\r\n"}, {"", kNoList}}}},
+                       .fields = {usage::text("list", 0, 0, "\" - {user} & {password}\" a line")},
+                       .replies = {{"TCP/IP username & password list:\r\n{list} -\r\n"}, {"", kNoList}}}},
             .remarks = {longestEcho()}};
 }
 
@@ -308,7 +311,7 @@ Usage deleteUserUsage(const CommandEntry& /*row*/)
     user.example = "guest";
     return {.forms = {{.argument = "{user}",
                        .effect = "Deletes an account; its name is taken in any case of letters.",
-                       .fields = {user},
+                       .fields = {user, usage::text("accounts", 0, 0, "all accounts that are left as JSON")},
                        .replies = {{"{line}\r\nTCP/IP user was deleted\r\n"},
                                    {usage::kRefusal, "there is no such user, or it is root"},
                                    {"", kNoList}},

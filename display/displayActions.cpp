@@ -206,6 +206,7 @@ UsageForm actionForm(const CommandEntry& row, const char* word)
     Document powerQuery;
     fill(powerQuery, kPower, "");
     UsageForm form = buttonForm(row, word, "Sends the action the way that the control type names.", powerQuery.c_str());
+    form.fields = {usage::text("request", 0, 0, "the stored command as JSON")};
     form.calls = {{service::displayControl, "SetCmdOn", kRequest, "the control type is \"rs-232\""},
                   {service::displayControlTelnet, "SetCmdOn", kRequest, "the control type is \"ip\""},
                   {service::microcontroller, "TrigCEC", word, "the control type is \"cec\""}};

@@ -302,6 +302,7 @@ Usage triggerUsage(const CommandEntry& row)
     UsageForm form = usage::bare("Does nothing.", {{""}});
     if (findTexts(sender, row.name) != nullptr) {
         form.effect = "Sends the stored command to the display, unless the way is busy or a text of it is missing.";
+        form.fields = {usage::text("request", 0, 0, "the stored command as JSON")};
         form.calls = {{sender.path.service, "SetCmdOn", "{request}"}};
     }
     return {.forms = {form}, .refusesOthers = false};

@@ -26,13 +26,13 @@ receiver-bench starts all that a receiver is, without hardware: both consoles,
 a private bus, stores in a directory of your choice, and stand-ins for the
 peer services.")
 
+set(stated "")
 if(CMAKE_CROSSCOMPILING)
-  # dpkg-shlibdeps cannot look into packages of another architecture that are unpacked but not installed. These are what
-  # it finds for the same sources on the machine itself.
+  # dpkg-shlibdeps cannot look into packages that are unpacked but not installed. These are what it finds for the same
+  # sources on a 64-bit machine; a test compares.
   set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
-  set(daemonLibraries "libc6 (>= 2.36), libgcc-s1 (>= 3.5), libjson-c5 (>= 0.15), libsqlite3-0 (>= 3.35.0), libstdc++6 (>= 12), libsystemd0 (>= 243), ")
-  set(toolsLibraries "${daemonLibraries}")
-  set(benchLibraries "${daemonLibraries}libedit2 (>= 2.11-20080614-0), ")
+  string(CONCAT stated "libc6 (>= 2.34), libgcc-s1 (>= 3.5), libjson-c5 (>= 0.15), libsqlite3-0 (>= 3.20.0), "
+                       "libstdc++6 (>= 12), libsystemd0 (>= 246), ")
 else()
   set(CPACK_DEBIAN_CONSOLE_PACKAGE_SHLIBDEPS ON)
   set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
@@ -40,7 +40,7 @@ else()
 endif()
 
 set(CPACK_DEBIAN_CONSOLE_PACKAGE_NAME receiver-console)
-set(CPACK_DEBIAN_CONSOLE_PACKAGE_DEPENDS "${daemonLibraries}adduser, default-dbus-system-bus | dbus-system-bus")
+set(CPACK_DEBIAN_CONSOLE_PACKAGE_DEPENDS "${stated}adduser, default-dbus-system-bus | dbus-system-bus")
 set(CPACK_DEBIAN_CONSOLE_PACKAGE_RECOMMENDS "polkitd")
 set(CPACK_DEBIAN_CONSOLE_PACKAGE_SUGGESTS "receiver-tools")
 set(CPACK_DEBIAN_CONSOLE_PACKAGE_CONTROL_EXTRA
@@ -49,10 +49,13 @@ set(CPACK_DEBIAN_CONSOLE_PACKAGE_CONTROL_EXTRA
   "${CMAKE_CURRENT_LIST_DIR}/debian/postrm"
   "${CMAKE_CURRENT_LIST_DIR}/debian/prerm")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME receiver-tools)
-set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${toolsLibraries}")
+string(REGEX REPLACE ", $" "" CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${stated}")
 set(CPACK_DEBIAN_BENCH_PACKAGE_NAME receiver-bench)
+if(stated)
+  string(APPEND stated "libedit2 (>= 2.11-20080614-0), ")  # the bench edits lines
+endif()
 set(CPACK_DEBIAN_BENCH_PACKAGE_DEPENDS
-  "${benchLibraries}receiver-console (= ${PROJECT_VERSION}), receiver-tools (= ${PROJECT_VERSION}), dbus-daemon")
+  "${stated}receiver-console (= ${PROJECT_VERSION}), receiver-tools (= ${PROJECT_VERSION}), dbus-daemon")
 foreach(component console tools bench)
   set(documents "${CMAKE_INSTALL_DATADIR}/doc/receiver-${component}")
   install(FILES debian/copyright DESTINATION "${documents}" COMPONENT ${component})

@@ -242,9 +242,9 @@ std::string openPlace(const UsageForm& form, const std::string& name)
             }
             return any + ')';
         }
-        return field.kind == UsageField::Kind::integer ? "-?[0-9]+" : "[^\\r\\n]*";
+        return field.kind == UsageField::Kind::integer ? "-?[0-9]+" : "[\\s\\S]*";
     }
-    return "[\\s\\S]*";
+    return "(?!)";  // nothing
 }
 
 bool hasPlaces(const std::string& pattern)
@@ -795,6 +795,42 @@ TEST_F(CommandClaims, holdForAnyNumberOfBlanks)
                 SCOPED_TRACE(line);
                 enter(kWorlds[0]);
                 checkReply(claim, type(*replies_, line).reply, true);
+            }
+        }
+    }
+}
+
+// {line} is what was typed, {meaning} belongs to a value.
+TEST_F(CommandClaims, describeEachFieldTheyName)
+{
+    for (const CommandDescription& command : commandDescriptions()) {
+        for (const UsageForm& form : command.usage.forms) {
+            std::vector<std::string> patterns{form.argument};
+            for (const UsageReply& reply : form.replies) {
+                patterns.push_back(reply.text);
+            }
+            for (const UsageStore& store : form.stores) {
+                patterns.push_back(store.value);
+            }
+            for (const UsageCall& call : form.calls) {
+                patterns.push_back(call.argument);
+            }
+            for (const UsageRun& run : form.runs) {
+                patterns.push_back(run.command);
+            }
+            for (const UsageEvent& event : form.events) {
+                patterns.push_back(event.payload);
+            }
+            std::set<std::string> known{"line", "meaning"};
+            for (const UsageField& field : form.fields) {
+                EXPECT_TRUE(known.insert(field.name).second) << command.name << ": " << field.name << " twice";
+            }
+            static const std::regex place(R"(\{([A-Za-z]+)\})");
+            for (const std::string& pattern : patterns) {
+                for (std::sregex_iterator at(pattern.begin(), pattern.end(), place); at != std::sregex_iterator();
+                     ++at) {
+                    EXPECT_EQ(known.count((*at)[1]), 1U) << command.name << ": " << at->str();
+                }
             }
         }
     }

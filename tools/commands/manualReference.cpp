@@ -31,7 +31,11 @@ Words in italics stand for a value: typed, answered or stored.
 )";
 
 constexpr char kFoot[] =
-    R"(.SH SEE ALSO
+    R"(.SH FILES
+.TP
+.I /usr/share/doc/receiver\-console/commands.json
+The same for programs.
+.SH SEE ALSO
 .BR externalComd (8),
 .BR platformctl (1),
 .BR receiver-bench (1)

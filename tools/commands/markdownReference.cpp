@@ -78,7 +78,7 @@ std::string replyCell(const UsageReply& reply)
     std::string cell;
     std::string rest = code(reply.text);
     for (std::size_t end = rest.find('\n'); end != std::string::npos; end = rest.find('\n')) {
-        cell += '`' + rest.substr(0, end) + "`<br>";
+        cell += '`' + rest.substr(0, end) + "`, then ";
         rest.erase(0, end + 1);
     }
     return cell + '`' + rest + '`' + condition;
@@ -104,14 +104,19 @@ void addForms(std::string& text, const CommandDescription& command)
 void addFields(std::string& text, const CommandDescription& command)
 {
     std::vector<std::string> said;
+    std::vector<std::string> named;
     std::string list;
     for (const UsageForm& form : command.usage.forms) {
         for (const UsageField& field : form.fields) {
             const std::string line = "- `{" + field.name + "}`: " + fieldWording(field) + '\n';
-            if (std::find(said.begin(), said.end(), line) != said.end()) {
+            // An answer's field of which nothing is known that its name does not say already.
+            const bool plain = field.values.empty() && field.highest <= field.lowest && field.remark.empty();
+            if (std::find(said.begin(), said.end(), line) != said.end() ||
+                (plain && std::find(named.begin(), named.end(), field.name) != named.end())) {
                 continue;
             }
             said.push_back(line);
+            named.push_back(field.name);
             list += line;
             for (std::size_t i = 0; i < field.meanings.size(); ++i) {
                 const std::string value =
@@ -120,7 +125,7 @@ void addFields(std::string& text, const CommandDescription& command)
             }
         }
     }
-    text += list.empty() ? "" : list + '\n';
+    text += list.empty() ? "" : list + '\n' + "<!-- -->\n\n";
 }
 
 void addLongAnswers(std::string& text, const CommandDescription& command)
@@ -142,17 +147,17 @@ void addCommand(std::string& text, const CommandDescription& command)
     addLongAnswers(text, command);
     for (const CommandEntry* row : command.rows) {
         if (const auto leaf = settingLeaf(row->jsonTemplate)) {
-            text += "Setting: `" + leaf->path + "`, " + leaf->type + ".\n";
+            text += "- Setting: `" + leaf->path + "`, " + leaf->type + ".\n";
         } else if (*row->jsonTemplate != '\0') {
-            text += std::string("Factory item: `") + row->jsonTemplate + "`.\n";
+            text += std::string("- Factory item: `") + row->jsonTemplate + "`.\n";
         }
     }
     for (const std::string& sentence : commandWording(command)) {
-        text += sentence + '\n';
+        text += "- " + sentence + '\n';
     }
     const CommandEntry& row = command.row();
     if (*row.help != '\0') {
-        text += std::string("Built-in help") + ((row.flags & kHiddenFromHelp) != 0 ? " (not shown)" : "") + ": `" +
+        text += std::string("- Built-in help") + ((row.flags & kHiddenFromHelp) != 0 ? " (not shown)" : "") + ": `" +
                 row.help + "`\n";
     }
     text += text.ends_with("\n\n") ? "" : "\n";
