@@ -89,6 +89,7 @@ int checkedCommand(int unused, const char* line, int length)
     pretend::System& system = pretend::system();
     DaemonUnderTest::instance().check();
     const bool sound = DaemonUnderTest::instance().lineIsSound();
+    const TextsOf texts = DaemonUnderTest::instance().noteLine(line);
     const std::size_t before = system.replies.size();
     const int result = realCommand(unused, line, length);
     const std::string_view reply = std::string_view(system.replies).substr(before);
@@ -97,7 +98,7 @@ int checkedCommand(int unused, const char* line, int length)
     std::string_view trimmed(line);
     trimmed.remove_prefix(std::min(trimmed.find_first_not_of(' '), trimmed.size()));
     if (sound && trimmed.size() <= kLongestLine) {
-        require(isReplyForm(rowOf(trimmed), std::string(trimmed), reply), "a reply has one of the forms",
+        require(isReplyForm(rowOf(trimmed), std::string(trimmed), reply, texts), "a reply has one of the forms",
                 std::string(trimmed) + "\" -> \"" + std::string(reply));
         const bool refused = reply.starts_with("Command FAILED");
         const bool stored = std::any_of(record.updates.begin(), record.updates.end(),
@@ -152,6 +153,14 @@ void DaemonUnderTest::takeRole(char role)
     g_valensLinkStatus.store(0);
     g_connect9001Count.store(0);
     wpIsSuccess.store(0);
+}
+
+TextsOf DaemonUnderTest::noteLine(std::string_view line)
+{
+    if (line.find('\n') != std::string_view::npos) {
+        texts_ = TextsOf::peers;
+    }
+    return texts_;
 }
 
 void DaemonUnderTest::setLeaf(Store store, const std::string& assignment)
@@ -328,6 +337,7 @@ void DaemonUnderTest::finish()
     heal();
     check();
     undoChanges();
+    texts_ = TextsOf::console;
     const pretend::DaemonScope scope;
     if (const auto port = record_.uart.hold()) {
         port->stalled = false;

@@ -9,6 +9,7 @@
 #include "core/consoleParameter.h"
 #include "fuzz/byteReader.h"
 #include "support/recordingPlatform.h"
+#include "support/replyForms.h"
 
 /// In an input of the daemon's targets ESC begins an instruction to the surroundings.
 inline constexpr char kInstruction = '\x1b';
@@ -38,6 +39,9 @@ public:
     /// What is written reaches the far end.
     [[nodiscard]] bool lineIsSound();
 
+    /// A command line is about to run. Line ends in it may be stored, and then stand in replies up to the input's end.
+    TextsOf noteLine(std::string_view line);
+
     /// What was recorded up to now follows the rules of the platform; it is taken.
     recording::Record check();
 
@@ -61,5 +65,6 @@ private:
     std::set<std::string> failing_;  // paths of failing queries
     bool faults_ = false;
     bool otherPeers_ = false;
+    TextsOf texts_ = TextsOf::console;
     int inputs_ = 0;
 };

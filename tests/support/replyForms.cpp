@@ -33,23 +33,19 @@ const std::set<std::string_view>& rowsWithOwnForms()
     return names;
 }
 
-// Only a peer's command line can have line ends in it; what is echoed of it has them as well.
-bool wholeLines(std::string_view reply, std::string_view line)
+bool wholeLines(std::string_view reply)
 {
-    if (line.find('\n') != std::string_view::npos) {
-        return reply.ends_with("\r\n");
-    }
     for (std::size_t at = reply.find('\n'); at != std::string_view::npos; at = reply.find('\n', at + 1)) {
         if (at == 0 || reply[at - 1] != '\r') {
             return false;
         }
     }
-    return reply.ends_with("\r\n");
+    return true;
 }
 
 }  // namespace
 
-bool isReplyForm(const CommandEntry* row, const std::string& line, std::string_view reply)
+bool isReplyForm(const CommandEntry* row, const std::string& line, std::string_view reply, TextsOf texts)
 {
     if (reply.empty()) {
         return row != nullptr;
@@ -65,13 +61,14 @@ bool isReplyForm(const CommandEntry* row, const std::string& line, std::string_v
     if (name == "PictureRst" && reply == "Command FAILED\r\n") {
         return true;
     }
-    if (!wholeLines(reply, line)) {
+    const bool lineEndsInTexts = texts == TextsOf::peers;
+    if (!reply.ends_with("\r\n") || !(lineEndsInTexts || wholeLines(reply))) {
         return false;
     }
     if (rowsWithOwnForms().count(name) != 0) {
         return true;
     }
-    const bool oneLine = line.find('\n') != std::string::npos || reply.find('\n') == reply.size() - 1;
+    const bool oneLine = lineEndsInTexts || reply.find('\n') == reply.size() - 1;
     const std::string_view rest = reply.substr(std::min(name.size(), reply.size()));
     return oneLine && reply.starts_with(name) &&
            (rest.starts_with(' ') || (rest.starts_with('[') && rest.ends_with("]\r\n")) || rest == "\r\n");
