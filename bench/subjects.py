@@ -56,12 +56,9 @@ class Program:
         return self.process.poll() is None
 
     def cpu_ns(self):
-        """Time on the processor, of all its threads."""
-        total = 0
-        for thread in os.listdir(f"/proc/{self.pid}/task"):
-            with open(f"/proc/{self.pid}/task/{thread}/schedstat", encoding="ascii") as file:
-                total += int(file.read().split()[0])
-        return total
+        """Time on the processor, of all its threads, those that have ended included."""
+        # The process's CPU clock as clock_getcpuclockid(3) numbers it.
+        return time.clock_gettime_ns((~self.pid << 3) | 2)
 
     def private_dirty_kb(self):
         with open(f"/proc/{self.pid}/smaps_rollup", encoding="ascii") as file:
