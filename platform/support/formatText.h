@@ -1,6 +1,6 @@
 // printf(3) for the formats that messages and replies are made of: %s, %d, %c, %zu and %%, without flags or widths, are
-// written plainly; every other format is left to vsnprintf(3). The seven log lines of a query command take 2,500
-// instructions so, with vsnprintf alone 7,400.
+// written plainly; every other format is left to vsnprintf(3). A query command, which writes seven messages and a
+// reply, takes 11,400 instructions so, with vsnprintf alone 17,100.
 #pragma once
 
 #include <cstdarg>
