@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <memory>
+#include <string>
 #include <string_view>
 
 struct sqlite3;
@@ -23,11 +24,14 @@ struct DatabaseFile {
     const char* schema;      ///< one CREATE TABLE IF NOT EXISTS
     const char* durability;  ///< the synchronous pragma
     const char* firstRead;   ///< one SELECT of a row, whose failure shows a damaged file
+    bool keptGrown = false;  ///< its write-ahead log is kept at a length that most commits do not change
 };
 
 /// Makes the directory, the file and its table where they are missing. A file that SQLite finds corrupt while it opens
 /// it is set aside for a new one; nothing looks for other damage, and no other failure counts. Null with errno set.
 Database openDatabase(const DatabaseFile& file);
+/// The same in a directory that need not be the one PLATFORM names by now.
+Database openDatabase(const DatabaseFile& file, const std::string& directory);
 
 /// Another file stands at the path by now, or none: what is opened is no longer the store.
 bool hasMoved(sqlite3* database);
