@@ -225,7 +225,12 @@ int appendText(sd_bus_message* message, std::optional<std::string_view> text)
         return -EMSGSIZE;
     }
     if (isBusString(*text)) {
-        return sd_bus_message_append_basic(message, 's', std::string(*text).c_str());
+        char* string = nullptr;
+        const int result = sd_bus_message_append_string_space(message, text->size(), &string);
+        if (result >= 0) {
+            text->copy(string, text->size());
+        }
+        return result;
     }
     return sd_bus_message_append_array(message, 'y', text->data(), text->size());
 }

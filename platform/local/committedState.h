@@ -5,7 +5,6 @@
 #pragma once
 
 #include <array>
-#include <cstdint>
 
 struct sqlite3;
 
@@ -14,7 +13,7 @@ namespace local {
 class CommittedState {
 public:
     /// The 48 bytes of the header.
-    using Mark = std::array<std::uint64_t, 6>;
+    using Mark = std::array<unsigned long, 48 / sizeof(unsigned long)>;
 
     /// Expects a database in WAL mode that has been read from. Lives no longer than the connection. Where the index is
     /// not in shared memory, as of a file that cannot be written, nothing can be told ever.
@@ -23,8 +22,11 @@ public:
     /// False when the state cannot be told: a commit is just being published, or was cut short.
     bool look(Mark& mark) const;
 
+    /// Whether exactly one commit of one page lies between the two: that of the caller, when it knows of one.
+    static bool isNext(const Mark& before, const Mark& now);
+
 private:
-    const std::uint64_t* header_ = nullptr;
+    const unsigned long* header_ = nullptr;
 };
 
 }  // namespace local

@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/local/plainDocument.h"
+
 namespace local {
 
 class DocumentPath {
@@ -15,10 +17,9 @@ public:
     [[nodiscard]] std::string_view text() const { return path_; }
 
 private:
-    bool parsePlain(const char* document);
     bool parseAny(const char* document);
 
-    char plain_[256];
+    PlainDocument plain_;
     std::string any_;
     std::string_view path_;
 };

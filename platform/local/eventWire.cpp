@@ -48,11 +48,10 @@ bool isTopic(std::string_view topic)
            std::all_of(topic.begin(), topic.end(), isWordCharacter);
 }
 
-int newEvent(sd_bus* bus, Origin origin, const std::string& topic, std::optional<std::string_view> payload,
-             Message& message)
+int newEvent(sd_bus* bus, Origin origin, const char* topic, std::optional<std::string_view> payload, Message& message)
 {
     sd_bus_message* created = nullptr;
-    const int result = sd_bus_message_new_signal(bus, &created, originPath(origin), kInterface, topic.c_str());
+    const int result = sd_bus_message_new_signal(bus, &created, originPath(origin), kInterface, topic);
     message.reset(created);
     return result >= 0 ? appendText(created, payload) : result;
 }

@@ -1,7 +1,6 @@
 // Events on D-Bus: a topic is the member name of a signal, the object path tells who published.
 #pragma once
 
-#include <string>
 #include <string_view>
 
 #include "platform/local/bus.h"
@@ -18,8 +17,7 @@ std::string_view originName(std::string_view path);
 bool isTopic(std::string_view topic);
 
 /// A negative errno on failure.
-int newEvent(sd_bus* bus, Origin origin, const std::string& topic, std::optional<std::string_view> payload,
-             Message& message);
+int newEvent(sd_bus* bus, Origin origin, const char* topic, std::optional<std::string_view> payload, Message& message);
 
 /// Has the bus deliver a topic (null: every one) to this connection from now on. 0 or a negative errno.
 int matchEvents(sd_bus* bus, const char* topic);

@@ -37,11 +37,28 @@ const LeafMemory::Leaf* LeafMemory::recall(std::string_view path)
 void LeafMemory::remember(std::string_view path, const Leaf& leaf)
 {
     const std::uint64_t before = generation_;
-    if (!sure_ || path.size() > kLongest || leaf.text.size() > kLongest || !look() || generation_ != before) {
+    if (sure_ && look() && generation_ == before) {
+        keep(path, leaf);
+    }
+}
+
+void LeafMemory::replaced(std::string_view path, std::string_view text)
+{
+    CommittedState::Mark now;
+    if (sure_ && state_.look(now) && CommittedState::isNext(seen_, now)) {
+        seen_ = now;
+        keep(path, {.exists = true, .text = text});
+    }
+}
+
+void LeafMemory::keep(std::string_view path, const Leaf& leaf)
+{
+    Slot& slot = slotOf(path);
+    if (path.size() > kLongest || leaf.text.size() > kLongest) {
+        slot.generation = 0;  // what stands there may be of this path
         return;
     }
-    Slot& slot = slotOf(path);
-    slot.generation = before;
+    slot.generation = generation_;
     slot.pathSize = static_cast<std::uint8_t>(path.size());
     slot.textSize = static_cast<std::uint8_t>(leaf.text.size());
     slot.exists = leaf.exists;

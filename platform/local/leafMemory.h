@@ -28,6 +28,10 @@ public:
     /// have been another state that was read.
     void remember(std::string_view path, const Leaf& leaf);
 
+    /// After a commit of this connection, begun after the last recall(), that gave one leaf another value. When it was
+    /// the only one, all else is as it was.
+    void replaced(std::string_view path, std::string_view text);
+
 private:
     static constexpr std::size_t kSlots = 32;  // a power of two
     static constexpr std::size_t kLongest = 64;
@@ -42,6 +46,7 @@ private:
     };
 
     Slot& slotOf(std::string_view path);
+    void keep(std::string_view path, const Leaf& leaf);
     // False when nothing can be told.
     bool look();
 

@@ -8,7 +8,7 @@
 
 namespace local {
 
-int publish(Origin origin, const std::string& topic, std::optional<std::string_view> payload)
+int publish(Origin origin, const char* topic, std::optional<std::string_view> payload)
 {
     if (!isTopic(topic)) {
         return failWith(EINVAL);
@@ -25,7 +25,7 @@ int publish(Origin origin, const std::string& topic, std::optional<std::string_v
 
 int publishBytes(const std::string& topic, std::optional<std::string_view> payload)
 {
-    return publish(Origin::publisher, topic, payload);
+    return isTopic(topic) ? publish(Origin::publisher, topic.c_str(), payload) : failWith(EINVAL);
 }
 
 }  // namespace local

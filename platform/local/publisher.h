@@ -6,6 +6,6 @@
 namespace local {
 
 /// 0, or -1 with errno set.
-int publish(Origin origin, const std::string& topic, std::optional<std::string_view> payload);
+int publish(Origin origin, const char* topic, std::optional<std::string_view> payload);
 
 }  // namespace local

@@ -21,7 +21,7 @@ constexpr const char* kFirstLeaf = "SELECT * FROM leaf LIMIT 1";
 
 // FULL: an update that returned 0 survives a power cut. OFF: live state, rebuilt after a boot.
 constexpr DatabaseFile kFiles[] = {
-    {.name = "settings.db", .schema = kLeafTable, .durability = "FULL", .firstRead = kFirstLeaf},
+    {.name = "settings.db", .schema = kLeafTable, .durability = "FULL", .firstRead = kFirstLeaf, .keptGrown = true},
     {.name = "status.db", .schema = kLeafTable, .durability = "OFF", .firstRead = kFirstLeaf},
 };
 
@@ -61,6 +61,7 @@ bool StoreConnection::open()
         {all_, "SELECT path, value FROM leaf ORDER BY path"},
         {below_, "SELECT 1 FROM leaf WHERE path >= ?1 AND path < ?2 LIMIT 1"},
         {put_, "INSERT INTO leaf VALUES(?1, ?2) ON CONFLICT(path) DO UPDATE SET value = excluded.value"},
+        {replace_, "UPDATE leaf SET value = ?2 WHERE path = ?1 AND value = ?3"},
         {removeTree_, "DELETE FROM leaf WHERE path = ?1 OR (path >= ?2 AND path < ?3)"},
         {beginRead_, "BEGIN"},
         {beginWrite_, "BEGIN IMMEDIATE"},
@@ -73,6 +74,7 @@ bool StoreConnection::open()
         }
     }
     memory_.watch(database_.get());
+    tender_.watch(database_.get(), kFiles[static_cast<int>(which_)]);
     return true;
 }
 
@@ -121,6 +123,7 @@ int StoreConnection::remove(std::string_view path)
         errno = ENOENT;
         return -1;
     }
+    tender_.tend();
     return 0;
 }
 

@@ -10,6 +10,8 @@
 #include "platform/local/jsonTree.h"
 #include "platform/local/leafMemory.h"
 #include "platform/local/local.h"
+#include "platform/local/logTender.h"
+#include "platform/local/plainDocument.h"
 
 namespace local {
 
@@ -79,8 +81,13 @@ private:
     friend class StoreUpdate;
 
     explicit StoreConnection(Store which) : which_(which) {}
+    enum class Replaced { yes, unchanged, failed, otherwise };
+
     bool open();
     [[nodiscard]] bool inTransaction() const;
+    Replaced replaceLeaf(const PlainDocument& document);
+    int updatePlain(const PlainDocument& document, bool announced);
+    int updateAny(const char* document, bool announced);
 
     Store which_;
     Database database_;
@@ -89,12 +96,14 @@ private:
     Statement all_;
     Statement below_;
     Statement put_;
+    Statement replace_;
     Statement removeTree_;
     Statement beginRead_;
     Statement beginWrite_;
     Statement commit_;
     Statement rollback_;
     LeafMemory memory_;
+    LogTender tender_;
 };
 
 }  // namespace local

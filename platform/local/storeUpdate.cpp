@@ -1,10 +1,14 @@
 // An update: the document taken apart into leaves, merged in one transaction, its real changes announced.
+#include <algorithm>
 #include <cerrno>
 #include <vector>
+
+#include <sqlite3.h>
 
 #include "platform/local/documentPath.h"
 #include "platform/local/publisher.h"
 #include "platform/local/store.h"
+#include "platform/support/fixedText.h"
 
 namespace local {
 
@@ -24,9 +28,27 @@ struct Changes {
     std::vector<std::string> emptyBranches;  // {} changes nothing, but must not stand where a leaf stands
 };
 
-std::string topicOf(Store which, std::string_view area)
+// The topic of an area's announcements; empty when the area cannot form one.
+class Topic {
+public:
+    Topic(Store which, std::string_view area)
+    {
+        const bool whole =
+            text_.append(area) && text_.append(which == Store::settings ? "UserConfigChanged" : "StatusConfigChanged");
+        if (!whole || !isTopic(text_.view())) {
+            text_.clear();
+        }
+    }
+    [[nodiscard]] bool empty() const { return text_.empty(); }
+    [[nodiscard]] const char* c_str() const { return text_.c_str(); }
+
+private:
+    FixedText<256> text_;
+};
+
+Origin originOf(Store which)
 {
-    return std::string(area) + (which == Store::settings ? "UserConfigChanged" : "StatusConfigChanged");
+    return which == Store::settings ? Origin::settings : Origin::status;
 }
 
 std::string_view areaOf(std::string_view path)
@@ -68,7 +90,7 @@ bool parse(Store which, const char* document, Changes& changes)
     json_object_iterator area = json_object_iter_begin(changes.root.get());
     const json_object_iterator end = json_object_iter_end(changes.root.get());
     for (; json_object_iter_equal(&area, &end) == 0; json_object_iter_next(&area)) {
-        if (!isTopic(topicOf(which, json_object_iter_peek_name(&area)))) {
+        if (Topic(which, json_object_iter_peek_name(&area)).empty()) {
             return false;
         }
     }
@@ -106,8 +128,7 @@ void announce(Store which, const Changes& changes)
                 placeAt(news.get(), leaf->path, JsonObject(json_object_get(leaf->value)));
             }
         }
-        publish(which == Store::settings ? Origin::settings : Origin::status, topicOf(which, area),
-                jsonText(news.get()));
+        publish(originOf(which), Topic(which, area).c_str(), jsonText(news.get()));
     }
 }
 
@@ -261,9 +282,8 @@ private:
     std::string clearParent_;
 };
 
-int StoreConnection::update(const char* document, bool announced)
+int StoreConnection::updateAny(const char* document, bool announced)
 {
-    const int kept = errno;
     Changes changes;
     if (!parse(which_, document, changes)) {
         errno = EINVAL;
@@ -275,8 +295,72 @@ int StoreConnection::update(const char* document, bool announced)
     if (announced) {
         announce(which_, changes);
     }
-    errno = kept;
+    if (std::any_of(changes.leaves.begin(), changes.leaves.end(), [](const Leaf& leaf) { return leaf.changed; })) {
+        tender_.tend();
+    }
     return 0;
+}
+
+// A leaf that stands in the store already and whose value can be told by its text alone: one statement, which does
+// nothing when somebody else was faster. Of a command that changes a setting this and the parsing without json-c save
+// 40,000 of 115,000 instructions and, the disk apart, 38 of 133 us.
+StoreConnection::Replaced StoreConnection::replaceLeaf(const PlainDocument& document)
+{
+    FixedText<256> before;
+    bool fits = false;
+    if (!readLeaf(document.path(), [&](std::string_view stored) { fits = before.append(stored); })) {
+        return errno == ENOENT ? Replaced::otherwise : Replaced::failed;
+    }
+    if (!fits) {
+        return Replaced::otherwise;
+    }
+    if (before.view() == document.value()) {
+        return Replaced::unchanged;
+    }
+    replace_.bind(1, document.path());
+    replace_.bind(2, document.value());
+    replace_.bind(3, before.view());
+    if (!replace_.run()) {
+        return Replaced::failed;
+    }
+    if (sqlite3_changes(database_.get()) != 1) {
+        return Replaced::otherwise;
+    }
+    memory_.replaced(document.path(), document.value());
+    return Replaced::yes;
+}
+
+int StoreConnection::updatePlain(const PlainDocument& document, bool announced)
+{
+    const Topic topic(which_, areaOf(document.path()));
+    if (topic.empty()) {
+        errno = EINVAL;
+        return -1;
+    }
+    switch (replaceLeaf(document)) {
+    case Replaced::yes:
+        if (announced) {
+            publish(originOf(which_), topic.c_str(), document.text());
+        }
+        tender_.tend();
+        return 0;
+    case Replaced::unchanged: return 0;
+    case Replaced::failed: return -1;
+    case Replaced::otherwise: break;
+    }
+    return updateAny(document.text().data(), announced);
+}
+
+int StoreConnection::update(const char* document, bool announced)
+{
+    const int kept = errno;
+    PlainDocument plain;
+    const bool isPlain = document != nullptr && plain.parse(document) && plain.isCanonical();
+    const int result = isPlain ? updatePlain(plain, announced) : updateAny(document, announced);
+    if (result == 0) {
+        errno = kept;
+    }
+    return result;
 }
 
 int update(Store store, const char* document)

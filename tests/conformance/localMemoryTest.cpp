@@ -173,6 +173,64 @@ TEST_F(LocalMemory, RemembersUntilACommit)
     EXPECT_EQ(memory.recall("b"), nullptr);
 }
 
+// A commit of one's own, of one page, changes what it set and nothing else, unless it was not alone.
+TEST_F(LocalMemory, KeepsTheRestAfterACommitOfItsOwn)
+{
+    ASSERT_EQ(user_config_update(R"({"a":{"n":1,"m":1}})"), 0);
+    Stranger own;
+    Stranger other;
+    ASSERT_EQ(own.run("SELECT * FROM leaf"), SQLITE_OK);
+    LeafMemory memory;
+    memory.watch(own.handle());
+    const auto set = [](Stranger& writer, const char* path, const char* value) {
+        ASSERT_EQ(writer.run(std::string("UPDATE leaf SET value = '") + value + "' WHERE path = '" + path + "'"),
+                  SQLITE_OK);
+    };
+    const auto known = [&](const char* path) {
+        const LeafMemory::Leaf* leaf = memory.recall(path);
+        return leaf != nullptr ? std::string(leaf->text) : "unknown";
+    };
+    const auto read = [&](const char* path, const char* value) {
+        memory.recall(path);
+        memory.remember(path, {.exists = true, .text = value});
+    };
+    read("a.n", "1");
+    read("a.m", "1");
+    set(own, "a.n", "2");
+    memory.replaced("a.n", "2");
+    EXPECT_EQ(known("a.n"), "2");
+    EXPECT_EQ(known("a.m"), "1");
+
+    set(other, "a.m", "5");
+    set(own, "a.n", "3");
+    memory.replaced("a.n", "3");
+    EXPECT_EQ(known("a.n"), "unknown");
+    EXPECT_EQ(known("a.m"), "unknown");
+
+    read("a.n", "3");
+    read("a.m", "5");
+    set(own, "a.n", "4");
+    set(other, "a.m", "6");
+    memory.replaced("a.n", "4");
+    EXPECT_EQ(known("a.n"), "unknown");
+    EXPECT_EQ(known("a.m"), "unknown");
+
+    // The log begins anew in between: what it holds cannot be counted.
+    read("a.m", "6");
+    ASSERT_EQ(other.run("PRAGMA wal_checkpoint(RESTART)"), SQLITE_OK);
+    known("a.n");
+    set(own, "a.n", "5");
+    memory.replaced("a.n", "5");
+    EXPECT_EQ(known("a.m"), "unknown");
+
+    // A value that is too long to be remembered leaves none behind that is no more.
+    read("a.n", "5");
+    const std::string longer(70, '7');
+    set(own, "a.n", longer.c_str());
+    memory.replaced("a.n", longer);
+    EXPECT_EQ(known("a.n"), "unknown");
+}
+
 // A writer that dies while it publishes its commit leaves two copies that differ; one that makes the index anew begins
 // with zeros.
 TEST_F(LocalMemory, AHalfPublishedCommitTellsNothing)
