@@ -1,6 +1,7 @@
 """The programs that are measured, each at what it serves: a terminal, a bus, a store. Between its rounds a program is
 stopped, so that only one of them has the processor."""
 
+import ctypes
 import os
 import re
 import signal
@@ -42,10 +43,20 @@ def end_all():
         _started.pop().end()
 
 
+PR_SET_PDEATHSIG = 1
+_libc = ctypes.CDLL(None)
+
+
+def die_with_parent():
+    """Also a stopped program is not to outlive a killed measurement."""
+    _libc.prctl(PR_SET_PDEATHSIG, signal.SIGKILL)
+
+
 class Program:
     def __init__(self, command, environment=None, errors=subprocess.DEVNULL):
         self.process = subprocess.Popen(
-            command, env={**os.environ, **(environment or {})}, stdin=subprocess.DEVNULL, stdout=errors, stderr=errors)
+            command, env={**os.environ, **(environment or {})}, stdin=subprocess.DEVNULL, stdout=errors, stderr=errors,
+            preexec_fn=die_with_parent)
         _started.append(self)
 
     @property
