@@ -8,6 +8,7 @@ the samples of all rounds.
 
 import argparse
 import contextlib
+import fcntl
 import fnmatch
 import json
 import os
@@ -49,6 +50,9 @@ def progress(text):
 @contextlib.contextmanager
 def one_processor():
     """The last processor for this program, its children and, where it is permitted, the kernel's terminal workers."""
+    # Another measurement would share the processor, and put back the mask that it found.
+    turn = open(os.path.join(tempfile.gettempdir(), "consoleBench.lock"), "w", encoding="ascii")
+    fcntl.flock(turn, fcntl.LOCK_EX)
     processor = max(os.sched_getaffinity(0))
     os.sched_setaffinity(0, {processor})
     before = None
@@ -65,6 +69,7 @@ def one_processor():
         if before is not None:
             with open(WORKQUEUE_MASK, "w", encoding="ascii") as file:
                 file.write(before)
+        turn.close()
 
 
 class Bench:
