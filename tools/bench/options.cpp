@@ -37,7 +37,8 @@ what it is asked for, save that systemd refuses a new account named root, daemon
 every call with an error, absent is not there, silent never answers, slow answers 2000 ms late, slow:MS so many.
 
 A line of --trace is the time in seconds, who did it, and the words a transcript has for it: '>' typed, '<' replied
-(both only where they are not on the same terminal), event, store, call with answer or failed, run.
+(both only where they are not on the same terminal; with --device they do not pass through the bench), event, store,
+call with answer or failed, run.
 
 Environment: PLATFORM=local:DIR names DIR when no option does; without both it is a fresh directory, removed at the end.
 TERM=dumb (or none) leaves line editing to the terminal. NO_COLOR, set to anything, has the trace uncoloured.

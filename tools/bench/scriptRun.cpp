@@ -1,5 +1,6 @@
 #include "bench/scriptRun.h"
 
+#include <csignal>
 #include <cstdio>
 #include <future>
 #include <memory>
@@ -9,6 +10,7 @@
 #include "bench/stores.h"
 #include "support/failure.h"
 #include "support/readAll.h"
+#include "support/stopSignals.h"
 
 namespace {
 
@@ -111,6 +113,8 @@ std::string counted(std::size_t count, const char* what)
 
 bool runScriptFile(const ScriptRun& run)
 {
+    // Not taken from here: blocked on this thread, so that they reach the receiver that runs.
+    const UniqueFd stop = stopDescriptor({SIGINT, SIGTERM, SIGHUP});
     const transcript::File script = readScript(run.file);
     std::size_t good = 0;
     std::size_t failed = 0;
