@@ -174,7 +174,7 @@ void DaemonUnderTest::setLeaf(Store store, const std::string& assignment)
     // A stored line end would end a reply where it stands.
     const bool oneLine = text.find_first_of("\r\n") == std::string::npos && text.find("\\r") == std::string::npos &&
                          text.find("\\n") == std::string::npos && text.find("\\u00") == std::string::npos;
-    if (paths_.count(path) == 0 || !oneLine || text.find('{') != std::string::npos || !isJson(text)) {
+    if (!paths_.contains(path) || !oneLine || text.find('{') != std::string::npos || !isJson(text)) {
         return;
     }
     recording::put(store, path, text);

@@ -201,10 +201,10 @@ private:
             const std::string path = prefix.empty() ? key : prefix + '.' + key;
             allowed_ = allowed_ && *key != '\0' && std::strchr(key, '.') == nullptr;
             if (isObject(value)) {
-                allowed_ = allowed_ && kHeldLeaves.count(path) == 0;
+                allowed_ = allowed_ && !kHeldLeaves.contains(path);
                 look(value, path);
             } else {
-                allowed_ = allowed_ && kHeldBranches.count(path) == 0 && isStorable(value);
+                allowed_ = allowed_ && !kHeldBranches.contains(path) && isStorable(value);
             }
         }
     }

@@ -16,7 +16,7 @@ __attribute__((weak)) void __tsan_switch_to_fiber(void* fiber, unsigned flags);
 
 namespace {
 
-constexpr std::size_t kStackSize = 1024 * 1024;
+constexpr std::size_t kStackSize = 1'048'576;
 
 // One of the two stacks that take turns.
 struct Side {

@@ -23,7 +23,7 @@ public:
 
 private:
     void collect(const char* line, std::size_t length, char terminator);
-    void answer(std::size_t length) const;
+    void answer(std::size_t n) const;
 
     bool fake_ = false;
     bool pending_ = false;

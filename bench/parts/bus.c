@@ -122,7 +122,7 @@ void bursts(int count, char* arguments[])
                 expectDone(sd_bus_wait(bus, UINT64_MAX), "sd_bus_wait");
             }
         }
-        addSample(&samples, nowNs() - start - kGapMs * 1000000);
+        addSample(&samples, nowNs() - start - kGapMs * INT64_C(1000000));
     }
     free(text);
     sd_bus_unref(bus);
@@ -159,7 +159,7 @@ void burstLoop(int count, char* arguments[])
         fd_set readable;
         FD_ZERO(&readable);
         FD_SET(fd, &readable);
-        struct timeval gap = {0, kGapMs * 1000};
+        struct timeval gap = {0, kGapMs * 1000L};
         if (select(fd + 1, &readable, NULL, NULL, &gap) < 1) {
             if (length > 0) {
                 publishBurst(bus, burst, length);

@@ -123,7 +123,7 @@ void announce(Store which, const Changes& changes)
         }
         announced = area;
         const JsonObject news(json_object_new_object());
-        for (auto leaf = &first; leaf <= &changes.leaves.back() && areaOf(leaf->path) == area; ++leaf) {
+        for (const auto* leaf = &first; leaf <= &changes.leaves.back() && areaOf(leaf->path) == area; ++leaf) {
             if (leaf->changed) {
                 placeAt(news.get(), leaf->path, JsonObject(json_object_get(leaf->value)));
             }

@@ -498,7 +498,7 @@ protected:
             EXPECT_TRUE(claimed) << "stored:" << show({leaf});
         }
         for (std::size_t i = 0; works && i < claim.form.stores.size(); ++i) {
-            EXPECT_TRUE(met.count(i) != 0 || !claim.form.stores[i].when.empty()) << "stored:" << show(stored);
+            EXPECT_TRUE(met.contains(i) || !claim.form.stores[i].when.empty()) << "stored:" << show(stored);
         }
     }
 
@@ -729,7 +729,7 @@ TEST_F(CommandClaims, refuseWhatLiesOutside)
         for (const UsageForm& form : command.usage.forms) {
             const Values first = argumentValues(form).front();
             for (const UsageField& field : form.fields) {
-                if (first.count(field.name) == 0) {
+                if (!first.contains(field.name)) {
                     continue;
                 }
                 for (const std::string& value : unfitValues(field)) {

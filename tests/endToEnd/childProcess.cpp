@@ -18,7 +18,7 @@ std::vector<std::string> environmentWith(const std::map<std::string, std::string
     std::vector<std::string> all;
     for (char** entry = environ; *entry != nullptr; ++entry) {
         const std::string variable(*entry);
-        if (changes.count(variable.substr(0, variable.find('='))) == 0) {
+        if (!changes.contains(variable.substr(0, variable.find('=')))) {
             all.push_back(variable);
         }
     }

@@ -309,7 +309,7 @@ bool isTopic(std::string_view topic)
 bool clashes(const Leaves& stored, const std::string& path)
 {
     for (std::size_t dot = path.find('.'); dot != std::string::npos; dot = path.find('.', dot + 1)) {
-        if (stored.count(path.substr(0, dot)) != 0) {
+        if (stored.contains(path.substr(0, dot))) {
             return true;
         }
     }

@@ -65,7 +65,7 @@ bool isReplyForm(const CommandEntry* row, const std::string& line, std::string_v
     if (!reply.ends_with("\r\n") || !(lineEndsInTexts || wholeLines(reply))) {
         return false;
     }
-    if (rowsWithOwnForms().count(name) != 0) {
+    if (rowsWithOwnForms().contains(name)) {
         return true;
     }
     const bool oneLine = lineEndsInTexts || reply.find('\n') == reply.size() - 1;

@@ -14,8 +14,6 @@
 
 #include "support/failure.h"
 
-extern char** environ;
-
 namespace {
 
 constexpr int kPoliteTimeMs = 2000;
@@ -24,6 +22,7 @@ constexpr std::size_t kLogLines = 10;
 std::vector<char*> pointers(std::vector<std::string>& texts)
 {
     std::vector<char*> list;
+    list.reserve(texts.size() + 1);
     for (std::string& text : texts) {
         list.push_back(text.data());
     }

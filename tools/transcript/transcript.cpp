@@ -117,7 +117,7 @@ GivenFault givenFault(Words& words)
     static const std::set<std::string_view> kKinds{"update", "status-update", "query",  "publish",
                                                    "call",   "run",           "factory"};
     GivenFault fault{std::string(words.next("call")), {}, -1};
-    if (kKinds.count(fault.kind) == 0) {
+    if (!kKinds.contains(fault.kind)) {
         throw std::runtime_error("unknown fault " + fault.kind);
     }
     while (words.more()) {
