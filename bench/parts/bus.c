@@ -117,7 +117,8 @@ void bursts(int count, char* arguments[])
             }
         }
         const int64_t start = nowNs();
-        for (const int before = seen; seen == before;) {
+        const int before = seen;
+        while (seen == before) {
             if (expectDone(sd_bus_process(bus, NULL), "sd_bus_process") == 0) {
                 expectDone(sd_bus_wait(bus, UINT64_MAX), "sd_bus_wait");
             }

@@ -28,7 +28,7 @@ std::string quoted(const std::string& text)
 /// Where the stores are; named in messages, since a wrong PLATFORM looks like an empty store.
 std::string place()
 {
-    const std::string directory = local::storeDirectory();
+    std::string directory = local::storeDirectory();
     if (directory.empty()) {
         throw Refused("PLATFORM names another engine; local:DIR is the one that platformctl reads");
     }
