@@ -336,6 +336,18 @@ TEST_F(Simulator, SaysWhyAScriptCannotBeRun)
     EXPECT_THAT(runScript(directory_.file("none")).error, HasSubstr("cannot be read"));
 }
 
+TEST_F(Simulator, CleansUpWhenATranscriptIsCutShort)
+{
+    const std::string file = write("endless.transcript", "== x\ngiven state factory\n> IPAddUser joe secret1\n");
+    const TemporaryDirectory place;
+    Program bench({kBench, "--script", file, "--trace", "--peer", "systemd=silent"}, {{"TMPDIR", place.path()}});
+    bench.awaitError("call systemd sshAddUser");
+    bench.signal(SIGINT);
+    EXPECT_EQ(bench.awaitEnd(), 128 + SIGINT);
+    EXPECT_TRUE(awaitNoProcessNaming(place.path()));
+    EXPECT_TRUE(fs::is_empty(place.path()));
+}
+
 TEST_F(Simulator, RecordsASessionThatCanBeRun)
 {
     const std::string file = directory_.file("session.transcript");
