@@ -40,6 +40,9 @@ bool PlainDocument::parse(const char* document)
             return false;
         }
     }
+    if (*end != '\0') {
+        return false;
+    }
     text_ = {document, static_cast<std::size_t>(end - document)};
     return true;
 }

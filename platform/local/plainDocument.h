@@ -10,7 +10,7 @@ namespace local {
 
 class PlainDocument {
 public:
-    /// False for any other document, be it right or wrong. What follows the document is ignored.
+    /// False for any other document, be it right or wrong, also when something follows it.
     bool parse(const char* document);
 
     /// Dotted.
@@ -19,7 +19,6 @@ public:
     [[nodiscard]] std::string_view value() const { return value_; }
     /// Whether json-c would write the value as it stands here: a boolean, a text, a whole number.
     [[nodiscard]] bool isCanonical() const { return canonical_; }
-    /// Without what follows it.
     [[nodiscard]] std::string_view text() const { return text_; }
 
 private:
