@@ -267,9 +267,10 @@ public:
     {
         const JsonObject parsed(json_tokener_parse(document.c_str()));
         const bool settings = which_ == local::Store::settings;
-        // As it is written out again: the parser takes -0e for a number and keeps it as -0, which is read as 0.
-        const JsonObject written(json_tokener_parse(std::string(local::jsonText(parsed.get())).c_str()));
         const Judgement judgement(parsed.get(), settings ? "UserConfigChanged" : "StatusConfigChanged");
+        // As it is written out again: the parser takes -0e for a number and keeps it as -0, which is read as 0.
+        local::normaliseNumbers(parsed.get());
+        const JsonObject written(json_tokener_parse(std::string(local::jsonText(parsed.get())).c_str()));
         announced().clear();
         const int result = ask(document);
         require((result == 0) == judgement.allowed(), "an update is taken by the rules alone", document);
