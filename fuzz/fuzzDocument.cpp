@@ -150,16 +150,17 @@ void checkTokens(const std::string& document, ByteReader& input)
         token.reset(json_token_new_object());
     }
     const std::string text = textOf(token.get());
+    // A number keeps the spelling it was read with, and the parser takes a few that are not JSON, such as "92.".
+    const bool whole = isJson(text);
     const JsonToken again(json_token_parse(text.c_str()));
-    require(again != nullptr && textOf(again.get()) == text, "a text read back is the same", text);
+    require(!whole || (again != nullptr && textOf(again.get()) == text), "a text read back is the same", text);
     for (std::size_t count = 0; count < kMostPaths && !input.empty(); ++count) {
         walk(token.get(), input.text().c_str());
         json_token_array_put(token.get(), static_cast<int>(count), json_object_new_int(1));
     }
     const std::string changed = textOf(token.get());
-    // A number keeps the spelling it was read with, and the parser takes a few that are not JSON, such as "92.".
-    require(isJson(changed) || !isJson(text), "a changed document is whole JSON", changed);
-    if (depthOf(token.get()) <= kDeepestRead) {
+    require(!whole || isJson(changed), "a changed document is whole JSON", changed);
+    if (whole && depthOf(token.get()) <= kDeepestRead) {
         const JsonToken read(json_token_parse(changed.c_str()));
         require(read != nullptr && textOf(read.get()) == changed, "a changed document is read back", changed);
     }
