@@ -149,6 +149,9 @@ void checkTokens(const std::string& document, ByteReader& input)
         require(errno == EINVAL, "what is no JSON is told", document);
         token.reset(json_token_new_object());
     }
+    // As it is written out: -0e is read as a number that is written -0, which is read as 0.
+    token.reset(json_token_parse(textOf(token.get()).c_str()));
+    require(token != nullptr, "what is written can be read", document);
     const std::string text = textOf(token.get());
     // A number keeps the spelling it was read with, and the parser takes a few that are not JSON, such as "92.".
     const bool whole = isJson(text);
