@@ -114,6 +114,8 @@ TEST_F(Simulator, GivesASerialDeviceToTheDaemon)
     exchange("Blink on\r", "Blink on\r\n");
     EXPECT_EQ(speed(), static_cast<speed_t>(B115200));
     exchange("CSpara [9600,8,0,1]\r", "CSpara [9600,8,0,1]\r\n");
+    // The port is set up again after the reply; what was typed until then is discarded.
+    EXPECT_TRUE(becomesTrue([&] { return speed() == static_cast<speed_t>(B9600); }));
     exchange("Blink sta\r", "Blink on\r\nCSpara [9600,8,0,1]\r\nBlink on\r\n");
     EXPECT_EQ(seen, "Blink on\r\nCSpara [9600,8,0,1]\r\nBlink on\r\n") << "and nothing of the bench's own";
     EXPECT_EQ(platformctl({"config", "get", "control.ledMode"}).output, "true\n");
