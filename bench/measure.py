@@ -478,9 +478,8 @@ def parts_text(samples):
     return "floors: " + ", ".join(told) if told else ""
 
 
-def one_run(binaries, factory_state, table, rounds):
-    # Not /tmp: that may be memory, where a durable write costs nothing.
-    directory = tempfile.mkdtemp(prefix="consoleBench.", dir="/var/tmp")
+def one_run(binaries, factory_state, table, rounds, stores):
+    directory = tempfile.mkdtemp(prefix="consoleBench.", dir=stores)
     bench = Bench(binaries, directory, factory_state)
     try:
         run(bench, table, rounds)
@@ -501,6 +500,9 @@ def main():
     parser.add_argument("--runs", type=int, default=3, metavar="N",
                         help="each row shows the run with the median ratio (default 3)")
     parser.add_argument("--rounds", type=int, default=10, metavar="N", help="of a run (default 10)")
+    # Not /tmp: that may be memory, where a durable write costs nothing.
+    parser.add_argument("--stores", default="/var/tmp", metavar="DIR",
+                        help="a directory on the disk to measure (default /var/tmp)")
     parser.add_argument("--json", metavar="FILE", help="the results, and every series' rounds, as JSON")
     parser.add_argument("--build", required=True, help=argparse.SUPPRESS)
     options = parser.parse_args()
@@ -518,7 +520,7 @@ def main():
         for number in range(1, options.runs + 1):
             progress(f"run {number} of {options.runs}")
             runs.append(one_run(os.path.join(os.path.abspath(options.build), "bin"), factory_state, table,
-                                options.rounds))
+                                options.rounds, options.stores))
     results = [middle([evaluate(row, samples) for samples in runs]) for row in table]
     print(table_text(results))
     print(parts_text(runs[0]))

@@ -2,6 +2,8 @@
 
 #include <functional>
 
+#include "platform/local/ownCommit.h"
+
 namespace local {
 
 LeafMemory::Slot& LeafMemory::slotOf(std::string_view path)
@@ -14,10 +16,22 @@ bool LeafMemory::look()
     CommittedState::Mark mark;
     sure_ = state_.look(mark);
     if (sure_ && (mark != seen_ || generation_ == 0)) {
+        if (generation_ == 0 || !follow(mark)) {
+            ++generation_;
+        }
         seen_ = mark;
-        ++generation_;
     }
     return sure_;
+}
+
+bool LeafMemory::follow(const CommittedState::Mark& now)
+{
+    OwnCommit commit;
+    const bool found = commit.find(seen_, now);
+    if (found) {
+        keep(commit.path(), {.exists = true, .text = commit.text()});
+    }
+    return found;
 }
 
 const LeafMemory::Leaf* LeafMemory::recall(std::string_view path)
@@ -36,8 +50,8 @@ const LeafMemory::Leaf* LeafMemory::recall(std::string_view path)
 // The same state before and after the read is the state that was read.
 void LeafMemory::remember(std::string_view path, const Leaf& leaf)
 {
-    const std::uint64_t before = generation_;
-    if (sure_ && look() && generation_ == before) {
+    const CommittedState::Mark before = seen_;
+    if (sure_ && look() && seen_ == before) {
         keep(path, leaf);
     }
 }
@@ -46,6 +60,7 @@ void LeafMemory::replaced(std::string_view path, std::string_view text)
 {
     CommittedState::Mark now;
     if (sure_ && state_.look(now) && CommittedState::isNext(seen_, now)) {
+        OwnCommit::tell(seen_, now, path, text);
         seen_ = now;
         keep(path, {.exists = true, .text = text});
     }

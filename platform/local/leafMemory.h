@@ -49,10 +49,12 @@ private:
     void keep(std::string_view path, const Leaf& leaf);
     // False when nothing can be told.
     bool look();
+    // Whether only a commit of another thread lies between what was seen and now; then all else is as it was.
+    bool follow(const CommittedState::Mark& now);
 
     CommittedState state_;
     CommittedState::Mark seen_{};
-    std::uint64_t generation_ = 0;  // counts the changes of seen_
+    std::uint64_t generation_ = 0;  // counts the changes of seen_ that were not followed
     bool sure_ = false;             // the last look could tell
     Leaf recalled_{};
     Slot slots_[kSlots];

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cerrno>
+#include <ctime>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -24,8 +25,11 @@ struct SubtreeRange {
 
 class StoreConnection {
 public:
-    /// Null with errno set when the store cannot be opened.
-    static StoreConnection* ofThread(Store which);
+    enum class Use { query, update };
+
+    /// Null with errno set when the store cannot be opened. Whether the file still is the store is asked of the file
+    /// system (1.2 us), before every update and once a tick of the kernel's clock before queries.
+    static StoreConnection* ofThread(Store which, Use use = Use::update);
 
     /// Calls take(text of the leaf). False with errno set (ENOENT: no such leaf).
     template <class Take>
@@ -84,12 +88,15 @@ private:
     enum class Replaced { yes, unchanged, failed, otherwise };
 
     bool open();
+    // Whether this was asked before in the same tick.
+    bool stoodInThisTick();
     [[nodiscard]] bool inTransaction() const;
     Replaced replaceLeaf(const PlainDocument& document);
     int updatePlain(const PlainDocument& document, bool announced);
     int updateAny(const char* document, bool announced);
 
     Store which_;
+    timespec lookedAt_{};
     Database database_;
     Statement leaf_;
     Statement tree_;

@@ -231,6 +231,74 @@ TEST_F(LocalMemory, KeepsTheRestAfterACommitOfItsOwn)
     EXPECT_EQ(known("a.n"), "unknown");
 }
 
+// Each thread has a memory of its own: the others keep theirs after a commit of the process, unless it was not alone.
+TEST_F(LocalMemory, KeepsTheRestAfterACommitOfAnotherThread)
+{
+    ASSERT_EQ(user_config_update(R"({"a":{"n":1,"m":1}})"), 0);
+    Stranger writer;
+    Stranger reader;
+    Stranger other;
+    LeafMemory ofWriter;
+    LeafMemory ofReader;
+    ASSERT_EQ(writer.run("SELECT * FROM leaf"), SQLITE_OK);
+    ASSERT_EQ(reader.run("SELECT * FROM leaf"), SQLITE_OK);
+    ofWriter.watch(writer.handle());
+    ofReader.watch(reader.handle());
+    const auto set = [](Stranger& by, const char* path, const std::string& value) {
+        ASSERT_EQ(by.run("UPDATE leaf SET value = '" + value + "' WHERE path = '" + path + "'"), SQLITE_OK);
+    };
+    const auto change = [&](const std::string& value) {
+        ofWriter.recall("a.n");
+        set(writer, "a.n", value);
+        ofWriter.replaced("a.n", value);
+    };
+    const auto known = [&](const char* path) {
+        const LeafMemory::Leaf* leaf = ofReader.recall(path);
+        return leaf != nullptr ? std::string(leaf->text) : "unknown";
+    };
+    const auto read = [&](const char* path, const char* value) {
+        ofReader.recall(path);
+        ofReader.remember(path, {.exists = true, .text = value});
+    };
+    read("a.n", "1");
+    read("a.m", "1");
+    change("2");
+    EXPECT_EQ(known("a.n"), "2");
+    EXPECT_EQ(known("a.m"), "1");
+
+    // Two in a row: only the last is told.
+    change("3");
+    change("4");
+    EXPECT_EQ(known("a.n"), "unknown");
+    EXPECT_EQ(known("a.m"), "unknown");
+
+    // Of somebody else, before or after.
+    read("a.n", "4");
+    read("a.m", "1");
+    set(other, "a.m", "5");
+    change("5");
+    EXPECT_EQ(known("a.m"), "unknown");
+    read("a.n", "5");
+    read("a.m", "5");
+    change("6");
+    set(other, "a.m", "6");
+    EXPECT_EQ(known("a.n"), "unknown");
+    EXPECT_EQ(known("a.m"), "unknown");
+
+    // What was read before the commit and is told after it is not what stands.
+    read("a.m", "6");
+    EXPECT_EQ(known("a.n"), "unknown");
+    change("7");
+    ofReader.remember("a.n", {.exists = true, .text = "6"});
+    EXPECT_EQ(known("a.n"), "7");
+    EXPECT_EQ(known("a.m"), "6");
+
+    // A value that is too long to be told.
+    change(std::string(70, '7'));
+    EXPECT_EQ(known("a.n"), "unknown");
+    EXPECT_EQ(known("a.m"), "unknown");
+}
+
 // A writer that dies while it publishes its commit leaves two copies that differ; one that makes the index anew begins
 // with zeros.
 TEST_F(LocalMemory, AHalfPublishedCommitTellsNothing)
@@ -349,9 +417,39 @@ protected:
     std::vector<pid_t> children_;
 };
 
+// The writers' threads tell those of the readers of their commits, while another process commits as well.
+TEST_F(LocalMemoryOfManyProcesses, NoThreadReadsAValueOlderThanAnUpdateThatHasReturned)
+{
+    constexpr int kTimes = 400;
+    start([&] { write(2, kTimes); });
+    std::vector<std::thread> readers;
+    std::vector<std::thread> writers;
+    for (int i = 0; i < 2; ++i) {
+        readers.emplace_back([&] { read(); });
+        writers.emplace_back([&, i] { write(i, kTimes); });
+    }
+    for (std::thread& writer : writers) {
+        writer.join();
+    }
+    await(0, children_.size());
+    shared_->finished = true;
+    for (std::thread& reader : readers) {
+        reader.join();
+    }
+    EXPECT_EQ(shared_->failures, 0);
+    EXPECT_EQ(shared_->stale, 0);
+    EXPECT_GT(shared_->reads, kTimes);
+    for (int writer = 0; writer < Shared::kWriters; ++writer) {
+        EXPECT_EQ(kStatus.integer(document(writer, 0)), kTimes);
+    }
+}
+
 TEST_F(LocalMemoryOfManyProcesses, NobodyReadsAValueOlderThanAnUpdateThatHasReturned)
 {
     constexpr int kTimes = 400;
+    // The stranger would keep the first writer from making the store.
+    start([&] { write(0, 1); });
+    await(0, 1);
     for (int writer = 0; writer < Shared::kWriters; ++writer) {
         start([&, writer] { write(writer, kTimes); });
     }
@@ -370,9 +468,9 @@ TEST_F(LocalMemoryOfManyProcesses, NobodyReadsAValueOlderThanAnUpdateThatHasRetu
             other.run("BEGIN IMMEDIATE; UPDATE leaf SET value = '-1'; ROLLBACK");
         }
     });
-    await(0, Shared::kWriters);
+    await(1, 1 + Shared::kWriters);
     shared_->finished = true;
-    await(Shared::kWriters, children_.size());
+    await(1 + Shared::kWriters, children_.size());
     EXPECT_EQ(shared_->failures, 0);
     EXPECT_EQ(shared_->stale, 0);
     EXPECT_GT(shared_->reads, kTimes);

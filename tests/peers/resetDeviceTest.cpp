@@ -108,7 +108,8 @@ TEST_P(UartReset, isTriedAgainUntilTheBoardHasTheDevice)
         PseudoTerminal board;
         Instance instance(device, GetParam(), withOwnDevices(device.directory() + "-dev", ""));
         callMethod(instance.service(), "UartReset", "now");
-        const std::filesystem::path place = std::filesystem::path("/proc") / std::to_string(instance.process().pid()) / "root" / "dev/ttyS6";
+        const std::filesystem::path place =
+            std::filesystem::path("/proc") / std::to_string(instance.process().pid()) / "root" / "dev/ttyS6";
         std::filesystem::create_symlink(board.device(), place);
         instance.waitForErrors("serial device /dev/ttyS6 is back\n");
         board.type("Nope on the board\r");

@@ -1,8 +1,7 @@
 // Programs under test: run to their end, or started and talked to. Every wait is for a condition; one that does not
-// come within a minute fails the test with what the program had said by then.
+// come within kPatience fails the test with what the program had said by then.
 #pragma once
 
-#include <chrono>
 #include <map>
 #include <optional>
 #include <string>
@@ -11,8 +10,7 @@
 #include <vector>
 
 #include "platform/support/ownership.h"
-
-inline constexpr std::chrono::seconds kPatience{60};
+#include "support/waiting.h"
 
 using Environment = std::map<std::string, std::string>;
 
