@@ -25,7 +25,7 @@ constexpr std::size_t kMostRepeated = 93 * kRepeat;  // more than a line holds
 // The far end of the line, as the input plays it.
 class FarEnd {
 public:
-    void begin(ByteReader input)
+    void begin(const ByteReader& input)
     {
         input_ = input;
         gaps_ = 0;
@@ -138,7 +138,7 @@ public:
         return intake;
     }
 
-    void play(ByteReader input)
+    void play(const ByteReader& input)
     {
         farEnd_.begin(input);
         const pretend::DaemonScope scope;

@@ -19,7 +19,7 @@ namespace {
 void dispatch(benchmark::State& state, const char* line)
 {
     bool stopped = false;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto iteration : state) {
         benchmark::DoNotOptimize(findCommand(line, stopped));
     }
 }
@@ -43,7 +43,7 @@ template <class Value>
 void fillTemplate(benchmark::State& state, const char* jsonTemplate, Value value)
 {
     Document document;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto iteration : state) {
         benchmark::DoNotOptimize(fill(document, jsonTemplate, value));
         benchmark::ClobberMemory();
     }
@@ -74,7 +74,7 @@ void changeWalk(benchmark::State& state)
         state.SkipWithError("the document is none");
         return;
     }
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto iteration : state) {
         walkChange(document.get(), "control", true);
     }
     state.SetItemsProcessed(state.iterations() * state.range(0));
@@ -84,7 +84,7 @@ BENCHMARK(changeWalk)->Arg(1)->Arg(10)->Arg(1000);
 void dumpDecoding(benchmark::State& state)
 {
     constexpr std::string_view kDump = "TX:12050000000100000002000000030000000A0B0C0D00000011000000223300000044AB";
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto iteration : state) {
         benchmark::DoNotOptimize(decodeLinkDump(LinkEnd::tx, kDump));
     }
 }
@@ -92,7 +92,7 @@ BENCHMARK(dumpDecoding);
 
 void storeQuery(benchmark::State& state)
 {
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto iteration : state) {
         benchmark::DoNotOptimize(readBool(boolLeaf<"control.ledMode">));
     }
 }
@@ -102,7 +102,7 @@ void storeUpdate(benchmark::State& state, bool changing)
 {
     Document document;
     bool value = false;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto iteration : state) {
         value = changing != value;
         const bool whole = fill(document, boolLeaf<"control.ledMode">, value);
         if (!storeDocument(document, whole)) {
@@ -116,7 +116,7 @@ BENCHMARK_CAPTURE(storeUpdate, unchanged, false)->UseRealTime();
 
 void publish(benchmark::State& state)
 {
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto iteration : state) {
         if (eventbus_publish("controlUserConfigChanged", "{\"control\":{\"ledMode\":true}}") != 0) {
             state.SkipWithError("eventbus_publish failed");
             return;

@@ -674,14 +674,14 @@ protected:
 // A form that takes anything, so that nothing is unfit.
 bool takesAnyText(const UsageForm& form)
 {
-    return form.fields.size() >= 1 && form.argument == '{' + form.fields[0].name + '}' &&
+    return !form.fields.empty() && form.argument == '{' + form.fields[0].name + '}' &&
            form.fields[0].kind == UsageField::Kind::text && !bounded(form.fields[0]) && form.fields[0].values.empty() &&
            form.fields[0].example.empty();
 }
 
 bool takesText(const UsageForm& form)
 {
-    return form.fields.size() >= 1 && form.argument == '{' + form.fields[0].name + '}' &&
+    return !form.fields.empty() && form.argument == '{' + form.fields[0].name + '}' &&
            (form.fields[0].kind == UsageField::Kind::text || form.fields[0].lenient);
 }
 

@@ -371,7 +371,7 @@ protected:
         const std::string_view before = "%;%;%;%;%;%;HTTP Port: 80%;%;%;";
         const std::string_view after = "%;\r\n";
         EXPECT_TRUE(line.starts_with(before) && line.ends_with(after)) << line;
-        const std::string upTime = line.substr(before.size(), line.size() - before.size() - after.size());
+        std::string upTime = line.substr(before.size(), line.size() - before.size() - after.size());
         EXPECT_EQ(lines.substr(fixed.size()), upTime.empty() ? "" : upTime + "\r\n");
         return upTime;
     }

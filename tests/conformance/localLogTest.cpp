@@ -10,7 +10,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::uintmax_t kGrown = 1'024 * 1'024;
+constexpr std::uintmax_t kGrown = std::uintmax_t{1'024} * 1'024;
 // 200 pages are checkpointed; the commit that counts the two-hundredth may write several.
 constexpr std::uintmax_t kCheckpointed = 32 + 210 * (4'096 + 24);
 

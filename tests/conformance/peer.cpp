@@ -50,7 +50,7 @@ int updateOnce(const Words& words)
 // count STORE KEY TIMES: sets race.KEY to 1, 2, ...; says each number once its update has returned. 0 times: for ever.
 int count(const Words& words)
 {
-    const int times = std::atoi(words[2].c_str());
+    const int times = std::stoi(words[2]);
     for (int i = 1; times == 0 || i <= times; ++i) {
         const std::string number = std::to_string(i);
         if (update(words[0],
@@ -66,7 +66,8 @@ int count(const Words& words)
 // publish TOPIC TIMES: payloads 1, 2, ...
 int publish(const Words& words)
 {
-    for (int i = 1; i <= std::atoi(words[1].c_str()); ++i) {
+    const int times = std::stoi(words[1]);
+    for (int i = 1; i <= times; ++i) {
         if (eventbus_publish(words[0].c_str(), std::to_string(i).c_str()) != 0) {
             return 1;
         }

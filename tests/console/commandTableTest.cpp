@@ -184,7 +184,7 @@ const Samples& samples()
     return all;
 }
 
-std::string withName(std::string printed, const std::string& name)
+std::string withName(const std::string& printed, const std::string& name)
 {
     // Only a leading one: a value may hold the same characters.
     return printed.starts_with("%n") ? name + printed.substr(2) : printed;

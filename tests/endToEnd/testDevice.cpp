@@ -100,7 +100,7 @@ void TestDevice::stopBus()
     bus_.reset();
 }
 
-void TestDevice::put(local::Store store, const std::string& path, const std::string& json)
+void TestDevice::put(local::Store store, const std::string& path, const std::string& json) const
 {
     static_cast<void>(local::unset(store, path));  // in place of what stood there, a branch included
     if (!peersStarted_) {

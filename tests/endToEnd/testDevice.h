@@ -41,7 +41,7 @@ public:
     [[nodiscard]] std::map<std::string, std::string> environment() const;
 
     // Stores and factory data, announced to nobody once startPeers() has run.
-    void put(local::Store store, const std::string& path, const std::string& json);
+    void put(local::Store store, const std::string& path, const std::string& json) const;
     void putFactoryData(const std::string& key, const std::string& text);
     /// JSON text; nothing when nothing is there.
     [[nodiscard]] static std::optional<std::string> read(local::Store store, const std::string& path);

@@ -55,7 +55,7 @@ constexpr const char* kConfiguration =
 </busconfig>
 )";
 
-std::string replaced(std::string text, const std::string& from, const std::string& to)
+std::string replaced(const std::string& text, const std::string& from, const std::string& to)
 {
     return std::regex_replace(text, std::regex(from), to);
 }

@@ -51,7 +51,7 @@ std::string documentText(const std::string& area, int number)
     return text + "}}";
 }
 
-// The number that all leaves below a path hold; 0 when there are none, -1 when they differ.
+// The number that all leaves below a path hold; 0 when there are none, -1 when they differ or it is no number.
 int documentNumber(const Leaves& leaves, const std::string& area)
 {
     std::set<std::string> values;
@@ -64,7 +64,13 @@ int documentNumber(const Leaves& leaves, const std::string& area)
     if (count == 0) {
         return 0;
     }
-    return count == kLeaves && values.size() == 1 ? std::atoi(values.begin()->c_str() + 1) : -1;
+    if (count != kLeaves || values.size() != 1) {
+        return -1;
+    }
+    const std::string& value = *values.begin();
+    int number = -1;
+    std::from_chars(value.data() + 1, value.data() + value.size(), number);
+    return number;
 }
 
 // Writes documents, and tells each that is stored.

@@ -1,6 +1,7 @@
 // A power cut at any moment, on a disk that loses what it was not told to keep: what an update has returned 0 for is in
 // the settings store, of a document all or nothing.
 #include <algorithm>
+#include <charconv>
 #include <cstdlib>
 #include <filesystem>
 #include <random>
@@ -127,7 +128,9 @@ private:
         for (std::size_t at = text.find(value); at != std::string::npos; at = text.find(value, at + 1)) {
             ++count;
         }
-        return count == kLeaves ? std::atoi(value.c_str() + 1) : -1;
+        int number = -1;
+        std::from_chars(value.data() + 1, value.data() + value.size(), number);
+        return count == kLeaves ? number : -1;
     }
 
     TemporaryDirectory directory_;

@@ -190,13 +190,13 @@ TEST_F(StoreFaults, aCorruptStoreAtTheStartOfBothInstances)
     for (int i = 0; i < 2; ++i) {
         daemons[i] = device_.startDaemon(names[i], {lines[i].device()}, logs[i]);
     }
-    for (int i = 0; i < 2; ++i) {
+    for (PseudoTerminal& line : lines) {
         waitFor("the port to be opened", [&] {
             termios settings{};
-            return ::tcgetattr(lines[i].deviceFd(), &settings) == 0 && (settings.c_lflag & ECHO) == 0;
+            return ::tcgetattr(line.deviceFd(), &settings) == 0 && (settings.c_lflag & ECHO) == 0;
         });
-        lines[i].type("Blink sta\rnonsense\r");
-        EXPECT_EQ(lines[i].takeOutputWith("(nonsense)\r\n"), "Command FAILED: (nonsense)\r\n");
+        line.type("Blink sta\rnonsense\r");
+        EXPECT_EQ(line.takeOutputWith("(nonsense)\r\n"), "Command FAILED: (nonsense)\r\n");
     }
     lines[0].type("Blink on\r");
     EXPECT_EQ(lines[0].takeOutputWith("\n"), "Blink on\r\n");

@@ -40,16 +40,16 @@ extern "C" {
 int __real_tcflush(int fd, int queue);
 int __wrap_tcflush(int fd, int queue)
 {
-    g_requests->steps.push_back(queue == TCIFLUSH   ? "drop input"
-                                : queue == TCOFLUSH ? "drop output"
-                                                    : "drop something else");
+    g_requests->steps.emplace_back(queue == TCIFLUSH   ? "drop input"
+                                   : queue == TCOFLUSH ? "drop output"
+                                                       : "drop something else");
     return __real_tcflush(fd, queue);
 }
 
 int __real_tcsetattr(int fd, int actions, const termios* wanted);
 int __wrap_tcsetattr(int fd, int actions, const termios* wanted)
 {
-    g_requests->steps.push_back(actions == TCSADRAIN ? "set when drained" : "set now");
+    g_requests->steps.emplace_back(actions == TCSADRAIN ? "set when drained" : "set now");
     g_requests->line = *wanted;
     g_requests->fd = fd;
     if (g_requests->refuseLine) {
@@ -71,7 +71,7 @@ int __wrap_ioctl(int fd, unsigned long request, void* argument)
         return 0;
     }
     if (_IOC_NR(request) == kGetTermios2 || _IOC_NR(request) == kSetTermios2) {
-        g_requests->steps.push_back(_IOC_NR(request) == kGetTermios2 ? "get speed" : "set speed");
+        g_requests->steps.emplace_back(_IOC_NR(request) == kGetTermios2 ? "get speed" : "set speed");
     }
     return __real_ioctl(fd, request, argument);
 }

@@ -24,7 +24,6 @@
 #include "platform/store.h"
 #include "platform/support/ownership.h"
 
-using recording::Event;
 using recording::Fault;
 using recording::PeerAnswer;
 using recording::Store;

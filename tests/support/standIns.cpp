@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <system_error>
+#include <utility>
 
 namespace fs = std::filesystem;
 
@@ -22,7 +23,7 @@ TemporaryDirectory::~TemporaryDirectory()
     fs::remove_all(path_, ignored);
 }
 
-StandIns::StandIns(const fs::path& directory) : directory_(directory)
+StandIns::StandIns(fs::path directory) : directory_(std::move(directory))
 {
     fs::create_directories(directory_ / "bin");
     std::ofstream(directory_ / "commands").flush();

@@ -22,7 +22,7 @@ private:
 
 class StandIns {
 public:
-    explicit StandIns(const std::filesystem::path& directory);
+    explicit StandIns(std::filesystem::path directory);
 
     /// Goes before the other places in PATH.
     [[nodiscard]] std::string programDirectory() const { return (directory_ / "bin").string(); }

@@ -189,7 +189,7 @@ private:
 
     // What a real process never changes while it runs, the role among it, is read without a lock: it is changed on the
     // loop's thread, which holds the record while it serves.
-    void onTheLoop(const std::function<void()>& work)
+    void onTheLoop(const std::function<void()>& work) const
     {
         if (!recording::runOnService(process_.loopService, work)) {
             throw std::runtime_error("the loop does not serve requests");
