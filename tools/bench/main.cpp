@@ -35,10 +35,11 @@ void openStandardStreams()
     }
 }
 
-bool isSet(const char* variable)
+/// Empty as well when it is not set.
+std::string_view environmentValue(const char* variable)
 {
     const char* value = std::getenv(variable);
-    return value != nullptr && *value != '\0';
+    return value == nullptr ? "" : value;
 }
 
 /// Who has the console.
@@ -58,15 +59,16 @@ Place placeOf(const Options& options)
     if (isatty(STDIN_FILENO) == 0) {
         return Place::lines;
     }
-    const bool dumb = !isSet("TERM") || std::string_view(std::getenv("TERM")) == "dumb";
-    return dumb || isatty(STDOUT_FILENO) == 0 ? Place::plainTerminal : Place::editedTerminal;
+    const std::string_view terminal = environmentValue("TERM");
+    return terminal.empty() || terminal == "dumb" || isatty(STDOUT_FILENO) == 0 ? Place::plainTerminal
+                                                                                : Place::editedTerminal;
 }
 
 Trace::Looks looksOf(Place place)
 {
     const bool seenAnyway = (place == Place::editedTerminal || place == Place::plainTerminal) &&
                             isatty(STDOUT_FILENO) != 0 && isatty(STDERR_FILENO) != 0;
-    return {.coloured = isatty(STDERR_FILENO) != 0 && !isSet("NO_COLOR"), .console = !seenAnyway};
+    return {.coloured = isatty(STDERR_FILENO) != 0 && environmentValue("NO_COLOR").empty(), .console = !seenAnyway};
 }
 
 const char* banner(Place place)
@@ -77,7 +79,7 @@ const char* banner(Place place)
     case Place::plainTerminal:
         return "receiver-bench: type a command, help lists them, Ctrl-D leaves; --help: trace, record, TCP";
     case Place::raw: return "receiver-bench: standard input and output are the external console's port.";
-    case Place::tcp: return "receiver-bench: Ctrl-C leaves; the external console is served on";
+    case Place::tcp:
     case Place::device: return "receiver-bench: Ctrl-C leaves; the external console is served on";
     case Place::lines: break;
     }
@@ -118,7 +120,7 @@ void checkDevice(const std::string& device)
     }
 }
 
-void editLines(Receiver& receiver, Feed& feed)
+void editLines(const Receiver& receiver, Feed& feed)
 {
     const std::string history =
         receiver.workspace().temporary() ? std::string() : receiver.workspace().file("history").string();
@@ -253,7 +255,7 @@ int runScript(const Options& options)
                   .state = options.state,
                   .peers = options.peers,
                   .observer = {}};
-    Trace trace({.coloured = isatty(STDERR_FILENO) != 0 && !isSet("NO_COLOR")});
+    Trace trace({.coloured = isatty(STDERR_FILENO) != 0 && environmentValue("NO_COLOR").empty()});
     if (options.trace) {
         run.observer = [&](const Happening& happening) { trace.see(happening); };
     }

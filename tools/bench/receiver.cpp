@@ -201,7 +201,7 @@ void Receiver::startInstance(Instance& instance, const InstanceRole& role, const
 bool Receiver::attend(int milliseconds, int input)
 {
     checkStopped();
-    const short consoleEvents = static_cast<short>(POLLIN | (outgoing_.empty() ? 0 : POLLOUT));
+    const auto consoleEvents = static_cast<short>(POLLIN | (outgoing_.empty() ? 0 : POLLOUT));
     const auto portOf = [](const Instance& instance) { return instance.port ? instance.port->descriptor() : -1; };
     const auto endOf = [](const Instance& instance) {
         return instance.process ? instance.process->endDescriptor() : -1;

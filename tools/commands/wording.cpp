@@ -110,6 +110,7 @@ std::vector<std::string> commandWording(const CommandDescription& command)
             quiet.push_back(typedForm(command, form));
         }
     }
+    sentences.reserve(changes.size() + republished.size());
     for (const std::string& topic : changes) {
         sentences.push_back("A change is announced as " + topic + ".");
     }

@@ -97,14 +97,6 @@ ServeOptions parseServe(const Words& words)
     bool named = false;
     bool optionsEnded = false;
     for (auto word = words.begin(); word != words.end(); ++word) {
-        const auto take = [&] {
-            if (named) {
-                options.methods.push_back(*word);
-            } else {
-                options.service = *word;
-                named = true;
-            }
-        };
         const auto value = [&](const std::string& option) -> std::optional<std::string> {
             if (word->starts_with(option + "=")) {
                 return word->substr(option.size() + 1);
@@ -118,8 +110,13 @@ ServeOptions parseServe(const Words& words)
             }
             return *++word;
         };
-        if (optionsEnded) {
-            take();
+        if (optionsEnded || !word->starts_with("-")) {
+            if (named) {
+                options.methods.push_back(*word);
+            } else {
+                options.service = *word;
+                named = true;
+            }
         } else if (*word == "--") {
             optionsEnded = true;
         } else if (const auto text = value("--reply")) {
@@ -128,10 +125,8 @@ ServeOptions parseServe(const Words& words)
             options.delayMs = milliseconds(*delay);
         } else if (*word == "--fail") {
             options.answer.failed = true;
-        } else if (word->starts_with("-")) {
-            throw WrongUsage("lpc serve has no option '" + *word + "'; it takes --reply TEXT, --fail and --delay MS");
         } else {
-            take();
+            throw WrongUsage("lpc serve has no option '" + *word + "'; it takes --reply TEXT, --fail and --delay MS");
         }
     }
     if (!named) {

@@ -177,22 +177,22 @@ public:
     [[nodiscard]] int number() const { return number_; }
 
 private:
+    static bool isStep(const std::variant<Given, Step>& item) { return std::holds_alternative<Step>(item); }
+
     static bool hasStep(const Scenario& scenario)
     {
-        return std::any_of(scenario.items.begin(), scenario.items.end(),
-                           [](const auto& item) { return std::holds_alternative<Step>(item); });
+        return std::any_of(scenario.items.begin(), scenario.items.end(), isStep);
     }
 
     Scenario& scenario() { return scenarios_.back(); }
 
     Step& step()
     {
-        for (auto item = scenario().items.rbegin(); item != scenario().items.rend(); ++item) {
-            if (auto* found = std::get_if<Step>(&*item)) {
-                return *found;
-            }
+        const auto last = std::find_if(scenario().items.rbegin(), scenario().items.rend(), isStep);
+        if (last == scenario().items.rend()) {
+            throw std::runtime_error("an expectation before the first step");
         }
-        throw std::runtime_error("an expectation before the first step");
+        return std::get<Step>(*last);
     }
 
     void begin(const std::string& title)
@@ -561,7 +561,7 @@ std::string normalised(const std::string& json)
     json_object* value = json_tokener_parse_ex(tokener, json.c_str(), static_cast<int>(json.size()) + 1);
     const bool good = json_tokener_get_error(tokener) == json_tokener_success;
     json_tokener_free(tokener);
-    const std::string text = good ? sorted(value) : "";
+    std::string text = good ? sorted(value) : "";
     json_object_put(value);
     if (!good) {
         throw std::runtime_error("no JSON: " + json);
