@@ -224,8 +224,21 @@ UnsyncedDisk& UnsyncedDisk::install()
     return disk;
 }
 
+void UnsyncedDisk::record(bool on)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    recording_ = on;
+}
+
+std::size_t UnsyncedDisk::size() const
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return operations_.size();
+}
+
 void UnsyncedDisk::note(Operation operation)
 {
+    const std::lock_guard<std::mutex> lock(mutex_);
     if (recording_) {
         operations_.push_back(std::move(operation));
     }

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <map>
+#include <mutex>
 #include <random>
 #include <string>
 #include <vector>
@@ -16,11 +17,11 @@ public:
     static UnsyncedDisk& install();
 
     /// What is written from now on counts.
-    void record(bool on) { recording_ = on; }
-    [[nodiscard]] std::size_t size() const { return operations_.size(); }
+    void record(bool on);
+    [[nodiscard]] std::size_t size() const;
 
     /// Makes the files in a directory as they may be after a cut behind the first `count` operations. What was synced
-    /// is there; of the rest each write is there, or not, or its first sectors are.
+    /// is there; of the rest each write is there, or not, or its first sectors are. Nothing is recorded meanwhile.
     void makeFiles(const std::string& directory, std::size_t count, Random& random) const;
 
     // For the file system's functions.
@@ -36,6 +37,7 @@ public:
 private:
     UnsyncedDisk() = default;
 
+    mutable std::mutex mutex_;  // the engine has a thread that tends the log
     bool recording_ = false;
     std::vector<Operation> operations_;
 };

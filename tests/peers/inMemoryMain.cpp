@@ -1,14 +1,9 @@
 // Runs the tests of this program in one process, on the recording platform.
-#include <cstdio>
-#include <unistd.h>
-
 #include <gtest/gtest.h>
 
 #include "peers/consoleUnderTest.h"
+#include "support/endAtOnce.h"
 #include "transcript/unitBackend.h"
-
-extern "C" __attribute__((weak)) void __lsan_do_leak_check();
-extern "C" __attribute__((weak)) void __gcov_dump();
 
 const transcript::MakeBackend kMakeBackend = transcript::makeUnitBackend;
 
@@ -16,13 +11,5 @@ int main(int argc, char** argv)
 {
     testing::InitGoogleTest(&argc, argv);
     const int result = RUN_ALL_TESTS();
-    std::fflush(nullptr);
-    // The loop and the listener never end: they must not see the process being taken apart.
-    if (__lsan_do_leak_check != nullptr) {
-        __lsan_do_leak_check();
-    }
-    if (__gcov_dump != nullptr) {
-        __gcov_dump();
-    }
-    _exit(result);
+    endAtOnce(result);
 }

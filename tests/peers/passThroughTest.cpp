@@ -10,6 +10,7 @@
 
 #include "peers/instance.h"
 #include "peers/seen.h"
+#include "support/hexOf.h"
 #include "support/waiting.h"
 
 namespace {
@@ -35,17 +36,6 @@ std::string randomBytes(std::size_t count, std::mt19937& random)
         byte = static_cast<char>(random());
     }
     return bytes;
-}
-
-std::string hexOf(const std::string& bytes)
-{
-    constexpr char kDigits[] = "0123456789ABCDEF";
-    std::string text;
-    for (const char character : bytes) {
-        const auto byte = static_cast<unsigned char>(character);
-        text += {' ', kDigits[byte >> 4], kDigits[byte & 0xF]};
-    }
-    return text;
 }
 
 std::string joined(const std::vector<std::string>& texts)

@@ -24,6 +24,15 @@ void withSettings(const std::function<void(TestDevice&)>& body)
     });
 }
 
+// Those of interface 1, as far as a pseudo-terminal keeps them.
+void expectStoredSettings(const PseudoTerminal& board)
+{
+    termios settings{};
+    ASSERT_EQ(::tcgetattr(board.deviceFd(), &settings), 0);
+    EXPECT_EQ(::cfgetospeed(&settings), static_cast<speed_t>(B4800));
+    EXPECT_EQ(settings.c_cflag & CSTOPB, static_cast<tcflag_t>(CSTOPB));
+}
+
 }  // namespace
 
 INSTANTIATE_TEST_SUITE_P(OfBothRoles, UartReset, testing::Values(InstanceRole::external, InstanceRole::internal),
@@ -45,11 +54,7 @@ TEST_P(UartReset, servesTheBoardsDeviceFromThenOn)
         board.type("Nope on the board\r");
         board.takeOutputWith("Command FAILED: (Nope on the board)\r\n");
         EXPECT_EQ(instance.line().takeOutput(), "");
-        // With the settings of interface 1, as far as a pseudo-terminal keeps them.
-        termios settings{};
-        ASSERT_EQ(::tcgetattr(board.deviceFd(), &settings), 0);
-        EXPECT_EQ(::cfgetospeed(&settings), static_cast<speed_t>(B4800));
-        EXPECT_EQ(settings.c_cflag & CSTOPB, static_cast<tcflag_t>(CSTOPB));
+        expectStoredSettings(board);
 
         // A second one changes nothing.
         callMethod(instance.service(), "UartReset", nullptr);
@@ -115,10 +120,7 @@ TEST_P(UartReset, isTriedAgainUntilTheBoardHasTheDevice)
         board.type("Nope on the board\r");
         board.takeOutputWith("Command FAILED: (Nope on the board)\r\n");
         EXPECT_EQ(instance.line().takeOutput(), "");
-        // With the settings that it was tried with.
-        termios settings{};
-        ASSERT_EQ(::tcgetattr(board.deviceFd(), &settings), 0);
-        EXPECT_EQ(::cfgetospeed(&settings), static_cast<speed_t>(B4800));
+        expectStoredSettings(board);
         EXPECT_EQ(timesIn(instance.output(), "failed!"), 1U) << instance.output();
         EXPECT_EQ(timesIn(instance.errors(), "serial device "), 1U) << instance.errors();
     });

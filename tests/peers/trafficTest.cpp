@@ -12,6 +12,7 @@
 #include "peers/timesIn.h"
 #include "peers/workers.h"
 #include "platform/store.h"
+#include "support/hexOf.h"
 #include "support/waiting.h"
 
 namespace {
@@ -25,17 +26,6 @@ std::string numbered(char letter, int number)
 {
     char text[16];
     std::snprintf(text, sizeof text, "%c%06d", letter, number);
-    return text;
-}
-
-std::string hexOf(const std::string& bytes)
-{
-    std::string text;
-    for (const char character : bytes) {
-        char pair[4];
-        std::snprintf(pair, sizeof pair, " %02X", static_cast<unsigned char>(character));
-        text += pair;
-    }
     return text;
 }
 

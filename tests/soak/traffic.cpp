@@ -11,6 +11,7 @@
 #include "platform/eventBus.h"
 #include "platform/lpc.h"
 #include "platform/store.h"
+#include "support/hexOf.h"
 #include "support/waiting.h"
 
 namespace {
@@ -31,17 +32,6 @@ std::string numbered(const char* begin, int number)
 {
     char text[32];
     std::snprintf(text, sizeof text, "%s%09d", begin, number);
-    return text;
-}
-
-std::string hexOf(const std::string& bytes)
-{
-    std::string text;
-    for (const char character : bytes) {
-        char pair[4];
-        std::snprintf(pair, sizeof pair, " %02X", static_cast<unsigned char>(character));
-        text += pair;
-    }
     return text;
 }
 

@@ -84,9 +84,9 @@ private:
     Peer intermcud_{"intermcud"};
     Peer systemd_{"systemd"};
     Peer networkd_{"networkd"};
-    std::unique_ptr<Watcher> bursts_;
     std::mutex publishedMutex_;
     std::vector<std::string> published_;
+    std::unique_ptr<Watcher> bursts_;  // adds to them until it is gone
     bool clients_ = false;  // on port 9001
 
     std::mutex textMutex_;  // projector texts leave in the order of their numbers

@@ -1,14 +1,9 @@
 // Runs the transcripts in this process, on the recording platform.
-#include <cstdio>
-#include <unistd.h>
-
 #include <gtest/gtest.h>
 
+#include "support/endAtOnce.h"
 #include "transcript/scenarioTests.h"
 #include "transcript/unitBackend.h"
-
-extern "C" __attribute__((weak)) void __lsan_do_leak_check();
-extern "C" __attribute__((weak)) void __gcov_dump();
 
 // A data race ends the process at once: its end below would not tell.
 extern "C" const char* __tsan_default_options()
@@ -22,13 +17,5 @@ int main(int argc, char** argv)
     transcript::registerScenarios(false, transcript::makeUnitBackend);
     const int result = RUN_ALL_TESTS();
     transcript::removeUnitFiles();
-    std::fflush(nullptr);
-    // The loop and the listener never end: they must not see the process being taken apart.
-    if (__lsan_do_leak_check != nullptr) {
-        __lsan_do_leak_check();
-    }
-    if (__gcov_dump != nullptr) {
-        __gcov_dump();
-    }
-    _exit(result);
+    endAtOnce(result);
 }
