@@ -33,12 +33,13 @@ std::string nameOf(const char* path)
     return text.substr(text.rfind('/') + 1);
 }
 
-int noteDone(int result, sqlite3_file* file, UnsyncedDisk::Kind kind, sqlite3_int64 offset = 0, std::string bytes = {})
+int perform(sqlite3_file* file, UnsyncedDisk::Operation operation, const std::function<int()>& work)
 {
-    if (result == SQLITE_OK && ours(file)->path != nullptr) {
-        g_disk->note({kind, nameOf(ours(file)->path), offset, std::move(bytes)});
+    if (ours(file)->path == nullptr) {
+        return work();
     }
-    return result;
+    operation.name = nameOf(ours(file)->path);
+    return g_disk->perform(std::move(operation), work);
 }
 
 int closeFile(sqlite3_file* file)
@@ -53,18 +54,21 @@ int readFile(sqlite3_file* file, void* bytes, int count, sqlite3_int64 offset)
 
 int writeFile(sqlite3_file* file, const void* bytes, int count, sqlite3_int64 offset)
 {
-    return noteDone(real(file)->pMethods->xWrite(real(file), bytes, count, offset), file, UnsyncedDisk::Kind::write,
-                    offset, std::string(static_cast<const char*>(bytes), static_cast<std::size_t>(count)));
+    std::string copy(static_cast<const char*>(bytes), static_cast<std::size_t>(count));
+    return perform(file, {.kind = UnsyncedDisk::Kind::write, .offset = offset, .bytes = std::move(copy)},
+                   [&] { return real(file)->pMethods->xWrite(real(file), bytes, count, offset); });
 }
 
 int truncateFile(sqlite3_file* file, sqlite3_int64 size)
 {
-    return noteDone(real(file)->pMethods->xTruncate(real(file), size), file, UnsyncedDisk::Kind::truncate, size);
+    return perform(file, {.kind = UnsyncedDisk::Kind::truncate, .offset = size},
+                   [&] { return real(file)->pMethods->xTruncate(real(file), size); });
 }
 
 int syncFile(sqlite3_file* file, int flags)
 {
-    return noteDone(real(file)->pMethods->xSync(real(file), flags), file, UnsyncedDisk::Kind::sync);
+    return perform(file, {.kind = UnsyncedDisk::Kind::sync},
+                   [&] { return real(file)->pMethods->xSync(real(file), flags); });
 }
 
 int sizeOfFile(sqlite3_file* file, sqlite3_int64* size)
@@ -157,12 +161,10 @@ int openFile(sqlite3_vfs* /*vfs*/, const char* path, sqlite3_file* file, int fla
 
 int deleteFile(sqlite3_vfs* /*vfs*/, const char* path, int syncDirectory)
 {
-    const int result = g_system->xDelete(g_system, path, syncDirectory);
-    if (result == SQLITE_OK) {
-        g_disk->note({UnsyncedDisk::Kind::remove, nameOf(path)});
-        if (syncDirectory != 0) {
-            g_disk->note({UnsyncedDisk::Kind::sync, nameOf(path)});
-        }
+    const int result = g_disk->perform({.kind = UnsyncedDisk::Kind::remove, .name = nameOf(path)},
+                                       [&] { return g_system->xDelete(g_system, path, syncDirectory); });
+    if (result == SQLITE_OK && syncDirectory != 0) {
+        g_disk->perform({.kind = UnsyncedDisk::Kind::sync, .name = nameOf(path)}, [] { return SQLITE_OK; });
     }
     return result;
 }
@@ -226,22 +228,24 @@ UnsyncedDisk& UnsyncedDisk::install()
 
 void UnsyncedDisk::record(bool on)
 {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard lock(mutex_);
     recording_ = on;
 }
 
 std::size_t UnsyncedDisk::size() const
 {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard lock(mutex_);
     return operations_.size();
 }
 
-void UnsyncedDisk::note(Operation operation)
+int UnsyncedDisk::perform(Operation operation, const std::function<int()>& work)
 {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    if (recording_) {
+    const std::lock_guard lock(mutex_);
+    const int result = work();
+    if (result == SQLITE_OK && recording_) {
         operations_.push_back(std::move(operation));
     }
+    return result;
 }
 
 void UnsyncedDisk::makeFiles(const std::string& directory, std::size_t count, Random& random) const

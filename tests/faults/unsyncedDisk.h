@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <random>
@@ -28,16 +29,18 @@ public:
     enum class Kind { write, truncate, remove, sync };
     struct Operation {
         Kind kind;
-        std::string name;  // without its directory
+        std::string name{};  // without its directory
         std::int64_t offset = 0;
         std::string bytes{};
     };
-    void note(Operation operation);
+    /// Does and notes one operation, which returns 0 when it is done. A store's log is tended in a thread of its own:
+    /// the record has the order in which the threads' operations were done.
+    int perform(Operation operation, const std::function<int()>& work);
 
 private:
     UnsyncedDisk() = default;
 
-    mutable std::mutex mutex_;  // the engine has a thread that tends the log
+    mutable std::mutex mutex_;
     bool recording_ = false;
     std::vector<Operation> operations_;
 };

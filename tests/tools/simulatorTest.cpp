@@ -234,7 +234,7 @@ TEST_F(Simulator, StartsFromAStateAndSavesOne)
     const Result result =
         run({kBench, other.path(), "--state", saved, "--save", again}, {}, "Blink sta\nVOUTMute sta\nRFabSN\n");
     EXPECT_EQ(result.output, "Blink on\r\nVOUTMute on\r\nx\r\n") << result.error;
-    const auto withoutTime = [](std::string text) {
+    const auto withoutTime = [](const std::string& text) {
         return std::regex_replace(text, std::regex(R"("upOnTime": ?"[^"]*")"), "");
     };
     EXPECT_EQ(withoutTime(contents(again)), withoutTime(contents(saved)));
