@@ -87,7 +87,7 @@ private:
     std::mutex publishedMutex_;
     std::vector<std::string> published_;
     std::unique_ptr<Watcher> bursts_;  // adds to them until it is gone
-    bool clients_ = false;  // on port 9001
+    bool clients_ = false;             // on port 9001
 
     std::mutex textMutex_;  // projector texts leave in the order of their numbers
     int commandNumber_ = 0;
