@@ -1,11 +1,12 @@
 #include "platform/local/logTender.h"
 
 #include <algorithm>
-#include <condition_variable>
+#include <atomic>
 #include <csignal>
 #include <memory>
 #include <mutex>
 #include <new>
+#include <optional>
 #include <pthread.h>
 #include <sys/statvfs.h>
 
@@ -32,9 +33,9 @@ struct Work {
     bool checkpoint;
 };
 
-std::mutex g_mutex;
-std::condition_variable g_ended;
-bool g_working = false;
+std::mutex g_mutex;  // of whoever starts the thread or waits for its end; the thread itself does not take it
+std::atomic<bool> g_working = false;
+std::optional<pthread_t> g_thread;  // to be joined
 
 // The file of the log belongs to the connection: a descriptor of our own would, when closed, drop its locks.
 sqlite3_file* logOf(sqlite3* database)
@@ -112,27 +113,37 @@ void* entry(void* given)
         const std::unique_ptr<const Work> owned(static_cast<const Work*>(given));
         work(*owned);
     }
-    const std::lock_guard<std::mutex> lock(g_mutex);
     g_working = false;
-    g_ended.notify_all();
     return nullptr;
+}
+
+// One after the other: malloc would give a thread that starts while the last one still ends memory of its own, for
+// ever.
+void join()
+{
+    if (g_thread) {
+        pthread_join(*g_thread, nullptr);
+        g_thread.reset();
+    }
 }
 
 // The engine's threads take no signals: these are for the threads of the program.
 bool startThread(Work* work)
 {
-    pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
-    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+    join();
     sigset_t all;
     sigset_t before;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before);
     pthread_t thread{};
-    const bool started = pthread_create(&thread, &attributes, entry, work) == 0;
+    g_working = true;
+    if (pthread_create(&thread, nullptr, entry, work) == 0) {
+        g_thread = thread;
+    } else {
+        g_working = false;
+    }
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    pthread_attr_destroy(&attributes);
-    return started;
+    return g_thread.has_value();
 }
 
 }  // namespace
@@ -161,8 +172,8 @@ void LogTender::tend()
     if (!toGrow && !toCheckpoint) {
         return;
     }
-    const std::lock_guard<std::mutex> lock(g_mutex);
-    if (g_working) {
+    const std::unique_lock<std::mutex> lock(g_mutex, std::try_to_lock);
+    if (!lock || g_working) {
         return;  // a later commit asks again
     }
     grownOrTried_ = grownOrTried_ || toGrow;
@@ -172,16 +183,15 @@ void LogTender::tend()
     const std::string path = sqlite3_db_filename(database_, "main");
     auto order = std::make_unique<Work>(
         Work{.file = file_, .directory = path.substr(0, path.rfind('/')), .checkpoint = toCheckpoint});
-    g_working = startThread(order.get());
-    if (g_working) {
+    if (startThread(order.get())) {
         static_cast<void>(order.release());  // the thread's
     }
 }
 
 LogTender::~LogTender()
 {
-    std::unique_lock<std::mutex> lock(g_mutex);
-    g_ended.wait(lock, [] { return !g_working; });
+    const std::lock_guard<std::mutex> lock(g_mutex);
+    join();
 }
 
 }  // namespace local
