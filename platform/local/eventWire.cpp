@@ -58,9 +58,10 @@ int newEvent(sd_bus* bus, Origin origin, const char* topic, std::optional<std::s
 
 int matchEvents(sd_bus* bus, const char* topic)
 {
-    std::string rule = std::string("type='signal',interface='") + kInterface + '\'';
+    std::string rule = "type='signal',interface='";
+    rule.append(kInterface).append("'");
     if (topic != nullptr) {
-        rule += std::string(",member='") + topic + '\'';
+        rule.append(",member='").append(topic).append("'");
     }
     return callDaemon(bus, "AddMatch", "s", rule.c_str(), 0, nullptr);
 }
