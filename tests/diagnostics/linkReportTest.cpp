@@ -29,6 +29,11 @@ struct ReportCase {
     std::filesystem::path expected;
 };
 
+[[maybe_unused]] void PrintTo(const ReportCase& report, std::ostream* out)
+{
+    *out << report.expected.filename().string();
+}
+
 std::vector<ReportCase> allCases()
 {
     std::vector<ReportCase> cases;
