@@ -39,9 +39,9 @@ struct eventbus {
         return local::failWith(error);
     }
 
-    // By index: a callback may subscribe.
     void deliver(const local::ReceivedEvent& event) const
     {
+        // NOLINTNEXTLINE(modernize-loop-convert): a callback may subscribe
         for (std::size_t i = 0; i < subscriptions.size(); ++i) {
             const local::Subscription subscription = subscriptions[i];
             if (subscription.topic == event.topic) {

@@ -16,13 +16,13 @@ namespace local {
 
 namespace {
 
-constexpr sqlite3_int64 kGrownLog = 1'024 * 1'024;
+constexpr sqlite3_int64 kGrownLog = sqlite3_int64{1'024} * 1'024;
 // A frame is a page of 4,096 bytes and a header of 24: the log begins anew long before it outgrows that.
 constexpr int kFramesToCheckpoint = 200;
 // Programs that change one setting and end have no use for a grown log.
 constexpr int kCommitsToGrow = 2;
 // Of a disk that is all but full nothing is taken in advance.
-constexpr std::uint64_t kRoomToGrow = 64U * 1'024 * 1'024;
+constexpr std::uint64_t kRoomToGrow = std::uint64_t{64} * 1'024 * 1'024;
 
 // A reader that takes longer keeps the log from beginning anew until another time.
 constexpr int kPatienceMs = 20;
