@@ -39,7 +39,7 @@ void ownMounts()
 SmallDisk::SmallDisk(const std::string& directory) : directory_(directory), filler_(directory + "/filler")
 {
     ownMounts();
-    check(::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr), "mount");
+    check(::mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr), "mount");
     std::filesystem::create_directories(directory);
     check(::mount("none", directory.c_str(), "tmpfs", MS_NODEV | MS_NOSUID, "size=1m,mode=0750"), "mount");
 }

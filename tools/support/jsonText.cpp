@@ -269,8 +269,8 @@ std::string storableJson(std::string_view json)
             json.remove_prefix(kEscapeLength);
         } else {
             const bool high = *unit >= 0xD800U && *unit <= 0xDBFFU;
-            const auto next = high ? unicodeEscape(json.substr(kEscapeLength)) : std::nullopt;
-            const bool pair = next && *next >= 0xDC00U && *next <= 0xDFFFU;
+            const unsigned next = high ? unicodeEscape(json.substr(kEscapeLength)).value_or(0) : 0;
+            const bool pair = next >= 0xDC00U && next <= 0xDFFFU;
             keep(pair ? 2 * kEscapeLength : kEscapeLength);
         }
     }
