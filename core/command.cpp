@@ -17,6 +17,7 @@
 #include "platform/store.h"
 #include "platform/support/report.h"
 #include "platform/support/settings.h"
+#include "serial/portKeeper.h"
 #include "serial/replyWriter.h"
 
 namespace {
@@ -125,7 +126,7 @@ bool takeLineFields(ConsoleParameter& record, json_token* document, std::span<co
 void reopenPort(ConsoleParameter& record)
 {
     printOut("uart_close2()\r");
-    record.uart.replace(nullptr);
+    closePort(record);
     const bool internal = record.sourceType == kInternalHdbtLink;
     printOut("uart_open2(%s,%d,%d,%d,%d,%d)\r\n", record.serialdev, internal ? record.hdbt_baudrate : record.baudrate,
              internal ? record.hdbt_datalen : record.datalen, internal ? record.hdbt_stop : record.stop,

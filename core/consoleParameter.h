@@ -76,7 +76,8 @@ struct UartPort;  // serial/uart.h
 // The open serial port, or none. The quiet-gap reply and the loop's select use the port outside the record's mutex,
 // while the listener may be replacing it. So a user holds the port itself, not its number: hold() returns a share, and
 // the descriptor is closed when the last share is gone. A descriptor in use can therefore be neither closed nor reused,
-// and no lock is held across a write or a select; the slot's own mutex covers only the copy of a pointer.
+// and no lock is held across a select. The slot's own mutex covers only the copy of a pointer; across a write the
+// port's `writing` is held, and for a reply the record's mutex with it.
 class PortSlot {
 public:
     std::shared_ptr<UartPort> hold() EXCLUDES(mutex_)

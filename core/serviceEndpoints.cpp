@@ -34,7 +34,7 @@ int uartReset(void* context, lpc_request* request)
 {
     ConsoleParameter& record = recordOf(context);
     printOut("[%s]params=%s\r\n", "UartReset", shown(lpc_request_params(request)));
-    record.uart.replace(nullptr);
+    closePort(record);
     const LineSettings stored = readInterface1(0);
     openPort(record, {kResetDevice, stored.baudrate, stored.databit, stored.stopbit, stored.parity});
     return lpc_request_completed(request);
@@ -51,7 +51,7 @@ LineSettings farEndUserSettings()
 
 void reopenLink(ConsoleParameter& record, const LineSettings& settings)
 {
-    record.uart.replace(nullptr);
+    closePort(record);
     record.hdbt_baudrate = settings.baudrate;
     record.hdbt_datalen = settings.databit;
     record.hdbt_parity = settings.parity;

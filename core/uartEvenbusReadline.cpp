@@ -191,11 +191,16 @@ void runPass(LoopState& state)
     }
 
     printError("\033[1;31;33m[%s][%d] select success!\033[0m\n", "main", __LINE__);
+    const bool portIsReady = port != nullptr && isReady(readable, port->fd);
+    const std::weak_ptr<UartPort> waitedAt = port;
+    port.reset();  // whoever replaces the port now finds it closed
     const RecordLock lock(state.router.record.mutex);
-    // A port that the listener replaced during the select has nothing more to say.
-    if (port != nullptr && isReady(readable, port->fd) && record.uart.hold() == port) {
+    // A port that the listener replaced meanwhile has nothing more to say.
+    port = waitedAt.lock();
+    if (portIsReady && port != nullptr && record.uart.hold() == port) {
         readPort(state, *port);
     }
+    port.reset();  // a request may replace it as well
     if (isReady(readable, state.service.fd)) {
         serveRequest(state.service);
     }

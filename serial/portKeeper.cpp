@@ -28,9 +28,18 @@ void markBack(ConsoleParameter& record)
 
 }  // namespace
 
+void closePort(ConsoleParameter& record)
+{
+    if (const std::shared_ptr<UartPort> port = record.uart.hold()) {
+        uartDropStalled(*port);
+    }
+    record.uart.replace(nullptr);
+}
+
 void openPort(ConsoleParameter& record, const PortSettings& settings)
 {
-    record.uart.replace(nullptr);  // closed first: some drivers serve one opener at a time
+    // Closed first, unless the loop still waits at it: some drivers serve one opener at a time.
+    closePort(record);
     const bool wasAway = record.portAway && std::string_view(record.lastTried.path) == settings.path;
     record.lastTried = settings;
     std::shared_ptr<UartPort> port =
@@ -51,7 +60,7 @@ void losePort(ConsoleParameter& record, int error)
     char text[128];
     printError("serial device %s is gone: %s\n", record.lastTried.path,
                error != 0 ? strerror_r(error, text, sizeof text) : "hang-up");
-    record.uart.replace(nullptr);
+    closePort(record);
     markAway(record);
 }
 

@@ -6,8 +6,13 @@
 
 #include "core/consoleParameter.h"
 
+/// Gives the port up: its descriptor is closed with the last share of it. Unsent bytes of a stalled line are dropped
+/// now.
+void closePort(ConsoleParameter& record);
+
 /// Opens a port into `uart`, in place of the one that stands there, and remembers the settings for later tries. A
-/// failure is reported and leaves `uart` null; so is the return of a device that was away.
+/// failure is reported and leaves `uart` null; so is the return of a device that was away. Bytes on their way are sent
+/// first; those that do not move for 2 s are dropped.
 void openPort(ConsoleParameter& record, const PortSettings& settings);
 
 /// The device is gone (hang-up, read error): reports `error`, an errno value or 0 for end of file, and closes the port.

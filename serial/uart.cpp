@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -118,13 +119,38 @@ bool waitForRoom(UartPort& port, steady_clock::time_point& deadline)
     return true;
 }
 
+// Bytes that the driver has not sent yet.
+int unsentBytes(int fd)
+{
+    int unsent = 0;
+    return ioctl(fd, TIOCOUTQ, &unsent) == 0 ? unsent : 0;
+}
+
 // What a far end does not take would be waited for when the port is closed (closing_wait of setserial(8): 30 s) and
 // when it is set up again (TCSADRAIN: for ever).
 void dropUnsent(int fd)
 {
-    int unsent = 0;
-    if (ioctl(fd, TIOCOUTQ, &unsent) == 0 && unsent > 0) {
+    if (unsentBytes(fd) > 0) {
         tcflush(fd, TCOFLUSH);
+    }
+}
+
+// Waits until the driver has sent its bytes, as long as some go; after the patience without one it drops the rest.
+void sendOrDrop(int fd)
+{
+    int before = INT_MAX;
+    steady_clock::time_point deadline{};
+    for (int unsent = unsentBytes(fd); unsent > 0; unsent = unsentBytes(fd)) {
+        const steady_clock::time_point now = steady_clock::now();
+        if (unsent < before) {
+            before = unsent;
+            deadline = now + kPatience;
+        }
+        if (now >= deadline) {
+            tcflush(fd, TCOFLUSH);
+            return;
+        }
+        ::poll(nullptr, 0, kRoomCheckMs);
     }
 }
 
@@ -178,6 +204,7 @@ std::shared_ptr<UartPort> openDevice(const char* path, int speed, int dataBits, 
     settings.c_cc[VMIN] = 1;
     settings.c_cc[VTIME] = 0;
 
+    sendOrDrop(port->fd);
     tcflush(port->fd, TCIFLUSH);
     if (tcsetattr(port->fd, TCSADRAIN, &settings) != 0 && !tookAllButFraming(port->fd, settings)) {
         if (report) {
@@ -197,10 +224,15 @@ std::shared_ptr<UartPort> openDevice(const char* path, int speed, int dataBits, 
 UartPort::~UartPort()
 {
     if (fd >= 0) {
-        if (stalled) {
-            dropUnsent(fd);
-        }
+        uartDropStalled(*this);
         ::close(fd);
+    }
+}
+
+void uartDropStalled(UartPort& port)
+{
+    if (port.stalled) {
+        dropUnsent(port.fd);
     }
 }
 

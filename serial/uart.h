@@ -44,6 +44,9 @@ std::shared_ptr<UartPort> uart_open2(const char* path, int speed, int dataBits, 
 std::shared_ptr<UartPort> uartOpenQuietly(const char* path, int speed, int dataBits, int stopBits, int parity,
                                           int flowMode);
 
+/// Drops what a far end that has stalled did not take; it would hold up the end of the port and its next set-up.
+void uartDropStalled(UartPort& port);
+
 /// Gives up a share of the port; the last one closes the descriptor.
 void uart_close2(std::shared_ptr<UartPort> port);
 

@@ -1,6 +1,8 @@
 // What the driver asks of a serial device. A pseudo-terminal keeps neither size nor parity and knows no RS-485, so the
 // requests are caught on their way to the kernel.
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -30,6 +32,7 @@ struct Requests {
     int fd = -1;
     bool refuseLine = false;
     int unsent = 0;  // bytes in the driver's own buffer; a pseudo-terminal has none
+    int sent = 0;    // of these between two questions
 };
 Requests* g_requests = nullptr;
 
@@ -68,6 +71,7 @@ int __wrap_ioctl(int fd, unsigned long request, void* argument)
     }
     if (request == TIOCOUTQ) {
         *static_cast<int*>(argument) = g_requests->unsent;
+        g_requests->unsent = std::max(g_requests->unsent - g_requests->sent, 0);
         return 0;
     }
     if (_IOC_NR(request) == kGetTermios2 || _IOC_NR(request) == kSetTermios2) {
@@ -180,6 +184,7 @@ TEST_F(UartRequests, dropUnsentBytesOfAStalledLineAtItsEnd)
     constexpr int kUnsent = 10;
     for (const auto& [stalled, unsent, steps] : {std::tuple(true, kUnsent, Steps{"drop output"}),
                                                  std::tuple(true, 0, Steps{}), std::tuple(false, kUnsent, Steps{})}) {
+        requests_.unsent = 0;
         auto port = open(9600);
         ASSERT_NE(port, nullptr);
         takeSteps();
@@ -188,6 +193,28 @@ TEST_F(UartRequests, dropUnsentBytesOfAStalledLineAtItsEnd)
         uart_close2(std::move(port));
         EXPECT_EQ(takeSteps(), steps) << stalled << " " << unsent;
     }
+}
+
+// Of the opener before, at a line that nobody reads.
+TEST_F(UartRequests, dropWhatHasNotMovedForTwoSecondsBeforeTheLineIsSet)
+{
+    constexpr std::chrono::milliseconds kPatience{2'000};
+    requests_.unsent = 1;
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_NE(open(9600), nullptr);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, kPatience);
+    EXPECT_EQ(takeSteps(), (Steps{"drop output", "drop input", "set when drained"}));
+}
+
+TEST_F(UartRequests, waitForASlowLineAsLongAsItMoves)
+{
+    constexpr std::chrono::milliseconds kPatience{2'000};
+    requests_.unsent = 120;  // asked for every 20 ms
+    requests_.sent = 1;
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_NE(open(9600), nullptr);
+    EXPECT_GT(std::chrono::steady_clock::now() - start, kPatience);
+    EXPECT_EQ(takeSteps(), (Steps{"drop input", "set when drained"}));
 }
 
 // Kept: switched off, the line stays in RS-485 mode.
