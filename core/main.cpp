@@ -18,10 +18,12 @@ namespace {
 
 constexpr int kFailed = -1;
 
-// A log reader that went away must not take the console with it.
-void ignoreBrokenPipes()
+// A log reader that went away must not take the console with it; and whoever started it may have let its own children
+// end unseen, which would be inherited: the commands that are run here would leave no status.
+void setSignals()
 {
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGCHLD, SIG_DFL);
 }
 
 // SIGINT is the loop's: the listener starts with it blocked, so that it wakes the right thread.
@@ -61,7 +63,7 @@ int main(int argc, char* argv[])
         printOut("parameter number error!!!\r");
         return kFailed;
     }
-    ignoreBrokenPipes();
+    setSignals();
 
     static ConsoleParameter record;
     record.sourceType = roleOf(programName());

@@ -1,5 +1,6 @@
 // Starting the daemon: arguments, names, up-time, line settings, and what may be missing.
 #include <cerrno>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <regex>
@@ -36,6 +37,16 @@ TEST_F(StartUp, endsWithoutExactlyOneArgument)
     EXPECT_EQ(exitStatus(kInternal, {"/dev/ttyS6", "more"}), kStatusMinus1);
     EXPECT_EQ(output_.from(before), "parameter number error!!!\r\n");
     EXPECT_EQ(upTime(), std::nullopt);
+}
+
+// A supervisor that ignores SIGCHLD hands that on; commands that are run would then leave no status.
+TEST_F(StartUp, learnsHowCommandsEndWhoeverStartedIt)
+{
+    device_.putFactoryData("SerialNumber", "RX24A00123");
+    std::signal(SIGCHLD, SIG_IGN);
+    Console console(device_, kExternal);
+    std::signal(SIGCHLD, SIG_DFL);
+    EXPECT_EQ(console.answer("SFabSN RX24A00124\r", "\n"), "SFabSN RX24A00123\r\n");
 }
 
 TEST_F(StartUp, endsUnderAnyOtherName)
