@@ -2,7 +2,7 @@
 
 #include <poll.h>
 #include <sys/epoll.h>
-#include <sys/eventfd.h>
+#include <sys/timerfd.h>
 
 namespace local {
 
@@ -16,12 +16,18 @@ bool control(const UniqueFd& epoll, int operation, int fd, std::uint32_t events)
     return epoll_ctl(epoll.get(), operation, fd, &event) == 0;
 }
 
+// Over after that time; a time of 0 means never.
+void setTimer(const UniqueFd& timer, itimerspec time)
+{
+    timerfd_settime(timer.get(), 0, &time, nullptr);
+}
+
 }  // namespace
 
 bool BusDescriptor::open()
 {
     epoll_.reset(epoll_create1(EPOLL_CLOEXEC));
-    waiting_.reset(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    waiting_.reset(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
     return epoll_ && waiting_ && control(epoll_, EPOLL_CTL_ADD, waiting_.get(), EPOLLIN);
 }
 
@@ -70,15 +76,21 @@ void BusDescriptor::update()
 void BusDescriptor::raise()
 {
     if (!raised_.exchange(true)) {
-        eventfd_write(waiting_.get(), 1);
+        setTimer(waiting_, {.it_interval = {}, .it_value = {.tv_sec = 0, .tv_nsec = 1}});
     }
+}
+
+void BusDescriptor::raiseIn(int milliseconds)
+{
+    raised_ = true;
+    setTimer(waiting_, {.it_interval = {},
+                        .it_value = {.tv_sec = milliseconds / 1'000, .tv_nsec = milliseconds % 1'000 * 1'000'000L}});
 }
 
 void BusDescriptor::quieten()
 {
     if (raised_.exchange(false)) {
-        eventfd_t value = 0;
-        eventfd_read(waiting_.get(), &value);
+        setTimer(waiting_, {});  // which also forgets that it was over (timerfd_create(2))
     }
 }
 

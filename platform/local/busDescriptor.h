@@ -25,11 +25,13 @@ public:
 
     /// Makes the descriptor readable until the next update. The only call that another thread may make.
     void raise();
+    /// The same, not before that time has passed.
+    void raiseIn(int milliseconds);
     void quieten();
 
 private:
     UniqueFd epoll_;
-    UniqueFd waiting_;  // eventfd, raised for what no socket tells
+    UniqueFd waiting_;  // timerfd, over for what no socket tells
     std::atomic<bool> raised_ = false;
     sd_bus* bus_ = nullptr;
     int busFd_ = -1;

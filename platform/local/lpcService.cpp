@@ -29,12 +29,19 @@ constexpr int kBatch = 64;
 // Takes a lost service's name again: a thread that tries once a second until the bus is back, and ends.
 class Reconnector {
 public:
-    // Raises the descriptor once take() has something.
+    /// False with errno set.
+    bool prepare()
+    {
+        stop_.reset(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+        return static_cast<bool>(stop_);
+    }
+
+    // Raises the descriptor once take() has something, and in a while when the thread does not start: then it is to be
+    // started again.
     void start(const std::string& service, BusDescriptor& descriptor)
     {
         service_ = &service;
         descriptor_ = &descriptor;
-        stop_.reset(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
         // The engine's threads take no signals: these are for the threads of the program.
         sigset_t all;
         sigset_t before;
@@ -42,7 +49,12 @@ public:
         pthread_sigmask(SIG_SETMASK, &all, &before);
         running_ = pthread_create(&thread_, nullptr, &Reconnector::entry, this) == 0;
         pthread_sigmask(SIG_SETMASK, &before, nullptr);
+        if (!running_) {
+            descriptor.raiseIn(kRetryMilliseconds);
+        }
     }
+
+    [[nodiscard]] bool running() const { return running_; }
 
     void stop()
     {
@@ -132,6 +144,9 @@ struct lpc_service {
         connection = reconnector.take();
         if (connection && !descriptor.attach(connection.get())) {
             lose();
+        } else if (!connection && !reconnector.running()) {
+            descriptor.quieten();
+            reconnector.start(name, descriptor);
         }
         return connection != nullptr;
     }
@@ -163,7 +178,7 @@ struct lpc_service {
                 break;
             }
             local::Call call;
-            if (received != nullptr && local::takeCall(received, methods, call)) {
+            if (received != nullptr && local::takeCall(received, methods, local::Known::these, call)) {
                 serve(received, std::move(call));
                 break;
             }
@@ -190,7 +205,8 @@ lpc_service* lpc_service_create(const char* name, const lpc_method* methods, siz
         service->handlers.push_back(methods[i].handler);
     }
     service->connection = local::openService(service->name);
-    if (!service->connection || !service->descriptor.open() || !service->descriptor.attach(service->connection.get())) {
+    if (!service->connection || !service->reconnector.prepare() || !service->descriptor.open() ||
+        !service->descriptor.attach(service->connection.get())) {
         return nullptr;
     }
     return service.release();

@@ -19,6 +19,7 @@ int serveMethods(const std::string& service, const std::vector<std::string>& met
         return errno == ECANCELED ? 0 : -1;
     }
     ready();
+    const Known known = methods.empty() ? Known::all : Known::these;
     while (true) {
         sd_bus_message* received = nullptr;
         const int result = sd_bus_process(bus.get(), &received);
@@ -27,7 +28,7 @@ int serveMethods(const std::string& service, const std::vector<std::string>& met
             return failWith(ECONNRESET);
         }
         Call call;
-        if (received != nullptr && takeCall(received, methods, call)) {
+        if (received != nullptr && takeCall(received, methods, known, call)) {
             const Answer given = answer({.method = std::move(call.method), .params = std::move(call.params)});
             if (given.failed) {
                 refuseCall(received, "The stand-in was told to fail");

@@ -69,7 +69,7 @@ void closeService(const std::string& service, Connection connection)
     }
 }
 
-bool takeCall(sd_bus_message* message, const std::vector<std::string>& methods, Call& call)
+bool takeCall(sd_bus_message* message, const std::vector<std::string>& methods, Known known, Call& call)
 {
     if (sd_bus_message_is_method_call(message, nullptr, nullptr) <= 0) {
         return false;
@@ -90,7 +90,7 @@ bool takeCall(sd_bus_message* message, const std::vector<std::string>& methods, 
         sd_bus_reply_method_errorf(message, SD_BUS_ERROR_UNKNOWN_INTERFACE, "Unknown interface %s", interface);
         return false;
     }
-    if (!methods.empty() && std::find(methods.begin(), methods.end(), method) == methods.end()) {
+    if (known == Known::these && std::find(methods.begin(), methods.end(), method) == methods.end()) {
         sd_bus_reply_method_errorf(message, SD_BUS_ERROR_UNKNOWN_METHOD, "Unknown method %s", method);
         return false;
     }

@@ -19,9 +19,11 @@ struct Call {
     Text params;
 };
 
-/// Sorts what came for a service that knows these methods (none: every one). True: a call of one of them. Everything
-/// else is dealt with here: refused, described, or let pass.
-bool takeCall(sd_bus_message* message, const std::vector<std::string>& methods, Call& call);
+enum class Known { these, all };
+
+/// Sorts what came for a service that knows these methods, or besides these all others. True: a call of one that it
+/// knows. Everything else is dealt with here: refused, described, or let pass.
+bool takeCall(sd_bus_message* message, const std::vector<std::string>& methods, Known known, Call& call);
 
 /// A call on its way to somebody else: no answer is given. False for any other message.
 bool peekCall(sd_bus_message* message, std::string& service, Call& call);

@@ -2,6 +2,7 @@
 #include <atomic>
 #include <cerrno>
 #include <mutex>
+#include <pthread.h>
 #include <sys/eventfd.h>
 #include <systemd/sd-bus.h>
 #include <thread>
@@ -10,6 +11,25 @@
 #include "conformanceTest.h"
 #include "platform/local/local.h"
 #include "platform/lpc.h"
+
+namespace {
+
+std::atomic<int> g_threadsToRefuse = 0;
+
+}  // namespace
+
+// The wrapped call; see the link options.
+extern "C" {
+int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*entry)(void*), void* context);
+int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*entry)(void*), void* context)
+{
+    if (g_threadsToRefuse > 0) {
+        --g_threadsToRefuse;
+        return EAGAIN;
+    }
+    return __real_pthread_create(thread, attributes, entry, context);
+}
+}
 
 namespace {
 
@@ -244,6 +264,51 @@ TEST_F(LocalBus, ServicesAnswerAnyClient)
     for (const char* method : {"say", "forget", "completeLater", "die"}) {
         EXPECT_NE(description.find(std::string("<method name=\"") + method + "\">"), std::string::npos) << method;
     }
+}
+
+TEST_F(LocalBus, AServiceWithoutMethodsRefusesEveryCall)
+{
+    lpc_service* service = lpc_service_create("own", nullptr, 0, nullptr);
+    ASSERT_NE(service, nullptr);
+    std::atomic<bool> answered = false;
+    std::thread loop([&] {
+        while (!answered) {
+            if (isReadable(lpc_service_fileno(service), std::chrono::milliseconds(10))) {
+                EXPECT_EQ(lpc_service_on_connect(service), 0);
+            }
+        }
+    });
+    Client client;
+    EXPECT_EQ(client.call("receiver.lpc.own", "/receiver/lpc", "receiver.Lpc", "any", "").first,
+              SD_BUS_ERROR_UNKNOWN_METHOD);
+    answered = true;
+    loop.join();
+    lpc_service_destroy(service);
+}
+
+TEST_F(LocalBus, AServiceComesBackAlsoWhenAThreadCouldNotBeStartedAtOnce)
+{
+    lpc_service* service = lpc_service_create("own", nullptr, 0, nullptr);
+    ASSERT_NE(service, nullptr);
+    const int fd = lpc_service_fileno(service);
+    engine->killBus();
+    g_threadsToRefuse = 2;
+    const Stopwatch watch;
+    int failures = 0;
+    while (g_threadsToRefuse > 0 && isReadable(fd, kLongEnough)) {
+        failures += lpc_service_on_connect(service) != 0 ? 1 : 0;
+    }
+    EXPECT_EQ(failures, 1);
+    EXPECT_GE(watch.seconds(), 1.0);  // between the two
+    engine->startBus();
+    Client client;
+    EXPECT_TRUE(eventually([&] {
+        if (isReadable(fd)) {
+            EXPECT_EQ(lpc_service_on_connect(service), 0);
+        }
+        return sd_bus_get_name_creds(client.get(), "receiver.lpc.own", 0, nullptr) >= 0;
+    }));
+    lpc_service_destroy(service);
 }
 
 TEST_F(LocalBus, AListenerRefusesCalls)
