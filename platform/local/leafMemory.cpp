@@ -26,12 +26,11 @@ bool LeafMemory::look()
 
 bool LeafMemory::follow(const CommittedState::Mark& now)
 {
-    OwnCommit commit;
-    const bool found = commit.find(seen_, now);
-    if (found) {
-        keep(commit.path(), {.exists = true, .text = commit.text()});
+    const auto commit = findCommit(seen_, now);
+    if (commit) {
+        keep(commit->path.view(), {.exists = true, .text = commit->text.view()});
     }
-    return found;
+    return commit.has_value();
 }
 
 const LeafMemory::Leaf* LeafMemory::recall(std::string_view path)
@@ -60,7 +59,7 @@ void LeafMemory::replaced(std::string_view path, std::string_view text)
 {
     CommittedState::Mark now;
     if (sure_ && state_.look(now) && CommittedState::isNext(seen_, now)) {
-        OwnCommit::tell(seen_, now, path, text);
+        tellCommit(seen_, now, path, text);
         seen_ = now;
         keep(path, {.exists = true, .text = text});
     }

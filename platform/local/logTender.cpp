@@ -3,11 +3,12 @@
 #include <algorithm>
 #include <atomic>
 #include <csignal>
+#include <cstdint>
 #include <memory>
 #include <mutex>
-#include <new>
 #include <optional>
 #include <pthread.h>
+#include <string>
 #include <sys/statvfs.h>
 
 #include <sqlite3.h>
@@ -167,7 +168,8 @@ bool LogTender::isShort() const
 
 void LogTender::tend()
 {
-    const bool toGrow = ++commits_ >= kCommitsToGrow && file_->keptGrown && !grownOrTried_;
+    commits_ = std::min(commits_ + 1, kCommitsToGrow);
+    const bool toGrow = commits_ == kCommitsToGrow && file_->keptGrown && !grownOrTried_;
     const bool toCheckpoint = frames_ >= kFramesToCheckpoint;
     if (!toGrow && !toCheckpoint) {
         return;

@@ -31,8 +31,8 @@ private:
 
     sqlite3* database_ = nullptr;
     const DatabaseFile* file_ = nullptr;
-    int frames_ = 0;  // pages in the log
-    int commits_ = 0;
+    int frames_ = 0;   // pages in the log
+    int commits_ = 0;  // not counted beyond the second
     bool grownOrTried_ = false;
 };
 

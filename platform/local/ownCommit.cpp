@@ -11,27 +11,28 @@ OwnCommit g_last;
 
 }  // namespace
 
-void OwnCommit::tell(const CommittedState::Mark& before, const CommittedState::Mark& after, std::string_view path,
-                     std::string_view text)
+void tellCommit(const CommittedState::Mark& before, const CommittedState::Mark& after, std::string_view path,
+                std::string_view text)
 {
-    const std::lock_guard<std::mutex> lock(g_mutex);
-    if (path.size() > kLongest || text.size() > kLongest) {
+    if (path.size() > LeafMemory::kLongest || text.size() > LeafMemory::kLongest) {
         return;  // what stands leads from another state
     }
-    g_last.before_ = before;
-    g_last.after_ = after;
-    g_last.pathSize_ = path.copy(g_last.path_, kLongest);
-    g_last.textSize_ = text.copy(g_last.text_, kLongest);
+    const std::lock_guard<std::mutex> lock(g_mutex);
+    g_last.before = before;
+    g_last.after = after;
+    g_last.path.clear();
+    g_last.path.append(path);
+    g_last.text.clear();
+    g_last.text.append(text);
 }
 
-bool OwnCommit::find(const CommittedState::Mark& before, const CommittedState::Mark& after)
+std::optional<OwnCommit> findCommit(const CommittedState::Mark& before, const CommittedState::Mark& after)
 {
     const std::lock_guard<std::mutex> lock(g_mutex);
-    if (g_last.before_ != before || g_last.after_ != after) {
-        return false;
+    if (g_last.before != before || g_last.after != after) {
+        return std::nullopt;
     }
-    *this = g_last;
-    return true;
+    return g_last;
 }
 
 }  // namespace local

@@ -33,7 +33,7 @@ StoreConnection* StoreConnection::ofThread(Store which, Use use)
     thread_local std::unique_ptr<StoreConnection> connections[2];
     auto& connection = connections[static_cast<int>(which)];
     // Set aside by another program: this one goes on with the file that took its place.
-    if (connection && !(use == Use::query && connection->stoodInThisTick()) && hasMoved(connection->database_.get())) {
+    if (connection && connection->isToBeLookedAt(use) && hasMoved(connection->database_.get())) {
         connection.reset();
     }
     if (!connection) {
@@ -80,13 +80,13 @@ bool StoreConnection::open()
 }
 
 // The kernel's own tick, 1 to 10 ms, which can be had without a system call (clock_gettime(2), vdso(7)).
-bool StoreConnection::stoodInThisTick()
+bool StoreConnection::isToBeLookedAt(Use use)
 {
     timespec tick{};
     ::clock_gettime(CLOCK_MONOTONIC_COARSE, &tick);
     const bool same = tick.tv_sec == lookedAt_.tv_sec && tick.tv_nsec == lookedAt_.tv_nsec;
     lookedAt_ = tick;
-    return same;
+    return use == Use::update || !same;
 }
 
 bool StoreConnection::inTransaction() const

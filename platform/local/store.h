@@ -88,8 +88,8 @@ private:
     enum class Replaced { yes, unchanged, failed, otherwise };
 
     bool open();
-    // Whether this was asked before in the same tick.
-    bool stoodInThisTick();
+    // Whether the file is to be asked for, which then counts for this tick.
+    bool isToBeLookedAt(Use use);
     [[nodiscard]] bool inTransaction() const;
     Replaced replaceLeaf(const PlainDocument& document);
     int updatePlain(const PlainDocument& document, bool announced);
