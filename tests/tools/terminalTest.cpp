@@ -220,15 +220,20 @@ std::string plain(const std::string& text)
 TEST_F(Terminal, GoesAsTheReadmeTells)
 {
     const ReadmeSession session = readmeSession();
-    ASSERT_EQ(session.steps.size(), 9U);
-    const ReadmeStep& bench = session.steps[0];
-    const ReadmeStep& listing = session.steps[1];
+    ASSERT_EQ(session.steps.size(), 10U);
+    const ReadmeStep& path = session.steps[0];
+    const ReadmeStep& bench = session.steps[1];
+    const ReadmeStep& listing = session.steps[2];
+    // Where ./run puts the programs, seen from the repository's root.
+    const std::string built = "build/run";
+    EXPECT_THAT(contents(SOURCE_DIRECTORY "/run"), HasSubstr("\nbuild=$root/" + built + "\n"));
+    ASSERT_EQ(path.command, "export PATH=$PWD/" + built + "/bin:$PATH");
     ASSERT_THAT(bench.command, StartsWith("receiver-bench --tcp 127.0.0.1:9001 "));
     ASSERT_EQ(listing.command, "cat drive");
 
     // Any free port in place of the README's.
     start();
-    type("cd " + directory() + "; PATH=" + kPrograms + ":$PATH; clear\n");
+    type("cd " + directory() + "; " + replaced(path.command, R"(\$PWD/build/run/bin)", kPrograms) + "; clear\n");
     awaitScreen("$");
     type(replaced(bench.command, ":9001", ":0") + "\n");
     const std::string served = "the external console is served on 127.0.0.1:";
@@ -240,19 +245,19 @@ TEST_F(Terminal, GoesAsTheReadmeTells)
         const Result result = run({"/bin/bash", "-c", "cd " + directory() + " && " + step.command}, environment);
         EXPECT_EQ(plain(result.output), plain(step.output)) << step.command << "\n" << result.error;
     };
-    shell(session.steps[2]);
+    shell(session.steps[3]);
     awaitOnScreen("the client has gone");
     EXPECT_THAT(plain(screen()), HasSubstr(plain(session.trace)));
     press("C-c");
     awaitScreen("^C$");
-    for (std::size_t at = 3; at < 7; ++at) {
+    for (std::size_t at = 4; at < 8; ++at) {
         shell(session.steps[at]);
     }
     // The test that it becomes is one.
     const std::string test = "tests/transcripts/recorded/session.transcript";
-    EXPECT_EQ(session.steps[7].command, "cp session.transcript " + test);
+    EXPECT_EQ(session.steps[8].command, "cp session.transcript " + test);
     EXPECT_EQ(contents(directory_.file("session.transcript")), contents(SOURCE_DIRECTORY "/" + test));
-    EXPECT_EQ(session.steps[8].command, "./test -R recorded/session");
+    EXPECT_EQ(session.steps[9].command, "./test -R recorded/session");
 }
 
 }  // namespace
