@@ -85,11 +85,13 @@ namespace detail {
 /// One value for one placeholder.
 class Leaf {
 public:
-    Leaf(bool value) : kind_(Kind::boolean), number_(value ? 1 : 0) {}  // NOLINT(google-explicit-constructor)
-    Leaf(int value) : kind_(Kind::integer), number_(value) {}           // NOLINT(google-explicit-constructor)
-    Leaf(double value) : kind_(Kind::real), real_(value) {}             // NOLINT(google-explicit-constructor)
-    Leaf(const char* text) : kind_(Kind::text), text_(text) {}          // NOLINT(google-explicit-constructor)
-    Leaf(std::string_view text) : kind_(Kind::text), text_(text) {}     // NOLINT(google-explicit-constructor)
+    // NOLINTBEGIN(google-explicit-constructor): a value is a leaf, so that fill() takes values as they are
+    Leaf(bool value) : kind_(Kind::boolean), number_(value ? 1 : 0) {}
+    Leaf(int value) : kind_(Kind::integer), number_(value) {}
+    Leaf(double value) : kind_(Kind::real), real_(value) {}
+    Leaf(const char* text) : kind_(Kind::text), text_(text) {}
+    Leaf(std::string_view text) : kind_(Kind::text), text_(text) {}
+    // NOLINTEND(google-explicit-constructor)
 
     enum class Kind { boolean, integer, real, text };
     [[nodiscard]] Kind kind() const { return kind_; }
