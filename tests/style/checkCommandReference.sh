@@ -12,7 +12,15 @@ compare()
 compare docs/commands.json
 compare docs/commands.md
 compare packaging/man/receiver-commands.7
-if [[ $failed -ne 0 ]]; then
+stale=$failed
+# Every key of the JSON form is explained.
+for key in $(grep -oE '"[A-Za-z]+":' docs/commands.json | tr -d '":' | sort -u); do
+    if ! sed -n '/^## The keys of/,$p' docs/commands.md | grep -qF -e "\`$key\`"; then
+        echo "docs/commands.md does not explain the key $key of commands.json" >&2
+        failed=1
+    fi
+done
+if [[ $stale -ne 0 ]]; then
     echo "stale: cmake --build BUILD --target updateCommandReference, and commit" >&2
 fi
 exit "$failed"

@@ -13,7 +13,8 @@ constexpr char kIntroduction[] =
 
 What each command accepts, answers, stores and publishes. Generated from the command table and the handlers
 (`cmake --build BUILD --target updateCommandReference` writes it anew), and tested: each form below is typed with the
-values at the ends of its ranges. The same as JSON is in `commands.json`, as a manual page in receiver-commands(7).
+values at the ends of its ranges. The same as JSON is in `commands.json` ([its keys](#the-keys-of-commandsjson)), as a manual
+page in receiver-commands(7).
 
 - A line ends with CR or LF and has at most %LINE% bytes; further ones are dropped. Blanks before the name are passed over.
 - The first command of the table whose name begins the line runs: upper and lower case differ, and blanks between name and
@@ -24,6 +25,55 @@ values at the ends of its ranges. The same as JSON is in `commands.json`, as a m
 - *Braces* stand for a value: typed, answered or stored. A table's row with a condition holds when it is met.
 - What cannot be stored is answered by nothing, where nothing else is said.
 
+)";
+
+constexpr char kJsonKeys[] =
+    R"(## The keys of commands.json
+
+For programs that make a driver out of it. What does not apply is left out; so are flags that are false, but for
+`helpShown`. Fields stand in braces in `argument`, `text`, `json`, `payload` and `command`; `{line}` is the whole line.
+
+| In | Key | Value |
+|---|---|---|
+| the document | `refusal` | the answer to a line that no form fits |
+| | `lineEnds` | what ends a line; either does |
+| | `longestLine` | bytes of a line without its end; further ones are dropped |
+| | `commands` | the commands, in the order of the table: the first whose name begins the line runs |
+| a command | `name` | as typed; may hold blanks |
+| | `argumentWords` | arguments that are typed as they stand |
+| | `instances` | the programs that take the command |
+| | `blanks` | between name and argument: `any` number, also none; exactly `one`; `none` |
+| | `settings` | the leaves of its rows: `path` and `type` (`boolean`, `integer`, `string` or `array`) |
+| | `factoryKey` | the item of the factory data that it answers or writes |
+| | `forms` | the ways to type it |
+| | `others` | what fits no form: `refused`, or answered by `silence` |
+| | `remarks` | sentences |
+| | `help` | the built-in help text |
+| | `helpShown` | false: "help" does not show it |
+| | `helpRangeDiffers` | the range in the help text, when it is not the one that is accepted |
+| a form | `argument` | behind the name |
+| | `effect` | a sentence |
+| | `fields` | what stands in braces |
+| | `replies` | `text`, with its line ends, and empty for no answer; `when` |
+| | `answersUnstored` | answered also when it could not be stored; else by nothing then |
+| | `partial` | what cannot be read is left out of the answer |
+| | `stores` | the leaves it writes: `store` (`settings` or `status`), `path`, `type`, `json` the value, `when` |
+| | `events` | what is published: `topic`; `when` of a store's change or of a value that was stored already, whose payload is the document; else `payload` |
+| | `calls` | local procedure calls: `service`, `method`, `argument`, `when` |
+| | `runs` | programs: `command`, `when` |
+| a field | `name` | as in the braces |
+| | `type` | `integer` in decimal digits, `word` out of `values`, `text`, `address` (IPv4) |
+| | `minimum`, `maximum` | of an integer |
+| | `minimumBytes`, `maximumBytes` | of a text |
+| | `values` | these alone |
+| | `meanings` | of the `values`, or of the integers from `minimum` on, in their order |
+| | `cut` | a longer text is cut; else it is refused |
+| | `lenient` | the number that the text begins with counts, 0 when there is none |
+| | `outside` | `silence`: another value is answered by nothing; else it is refused |
+| | `example` | a value that will do, where not any text does |
+| | `remark` | what else there is to say; a unit |
+
+A reply, a leaf, a call or a program without `when` holds always, unless the condition of another one is met.
 )";
 
 std::string escapedForTable(std::string text)
@@ -178,6 +228,5 @@ std::string commandsAsMarkdown()
     for (const CommandDescription& command : commandDescriptions()) {
         addCommand(text, command);
     }
-    text.pop_back();
-    return text;
+    return text + kJsonKeys;
 }
