@@ -16,12 +16,7 @@ int runBoundedText(const BoundedTextRules& rules, const CommandCall& call)
     if (text.size() > kLongestText) {
         return refuse(call.line);
     }
-    const PlatformText old = readText(call.jsonTemplate);
-    const int count = publishCount(PublishRule::whenUnchanged, old != nullptr && old.get() == text, call.fromEvent);
-    if (!changeSetting(rules.announcement, call.jsonTemplate, text, count)) {
-        return 1;
-    }
-    if (call.wantsReply()) {
+    if (changeText(call, rules.announcement, PublishRule::whenUnchanged, text) && call.wantsReply()) {
         // Kept: the new value stands in brackets, though reading it back answers without; control systems match both.
         uartReply("%s[%s]\r\n", call.name, call.args);
     }

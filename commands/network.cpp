@@ -103,10 +103,7 @@ bool alreadyStored(const StaticAddresses& addresses)
 
 int setAddressMode(const CommandCall& call, const char* mode, const char* word)
 {
-    const PlatformText old = readText(call.jsonTemplate);
-    const bool unchanged = old != nullptr && old.get() == std::string_view(mode);
-    const int count = publishCount(PublishRule::whenUnchanged, unchanged, call.fromEvent);
-    if (changeSetting(announce::network, call.jsonTemplate, mode, count) && call.wantsReply()) {
+    if (changeText(call, announce::network, PublishRule::whenUnchanged, mode) && call.wantsReply()) {
         uartReply("%s %s\r\n", call.name, word);
     }
     return 1;
@@ -121,9 +118,7 @@ void restartTelnet(int port)
 
 bool setTimeout(const CommandCall& call, int seconds)
 {
-    const bool unchanged = readInt(call.jsonTemplate).value_or(0) == seconds;
-    const int count = publishCount(PublishRule::unchangedEventOnly, unchanged, call.fromEvent);
-    return changeSetting(announce::network, call.jsonTemplate, seconds, count);
+    return changeNumber(call, announce::network, PublishRule::unchangedEventOnly, seconds);
 }
 
 constexpr char kEndSessions[] = "killall *cmdd";
@@ -220,10 +215,7 @@ int dhcpCommand(const char* line, const char* name, const char* args, int fromEv
 int telnetPortCommand(const char* line, const char* name, const char* args, int fromEvent, const char* jsonTemplate)
 {
     if (args == std::string_view("sta")) {
-        if (const auto port = readInt(jsonTemplate)) {
-            uartReply("%s %d\r\n", name, *port);
-        }
-        return 1;
+        return showNumber({line, name, args, fromEvent, jsonTemplate});
     }
     const auto port = decimalNumber(args);
     if (!port || *port < 1 || *port > kHighestPort) {
