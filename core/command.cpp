@@ -23,8 +23,8 @@
 namespace {
 
 constexpr unsigned kRebootDelayS = 3;
-// Stands in the record for a line setting that a payload leaves out.
-constexpr int kMissing = 99;
+// Stands in the record for a line setting whose value has another type, or is beyond every int.
+constexpr int kNoInt = 99;
 
 struct EventBusClose {
     void operator()(eventbus* bus) const { eventbus_close(bus); }
@@ -111,9 +111,9 @@ bool takeLineFields(ConsoleParameter& record, json_token* document, std::span<co
     bool changed = false;
     for (const LineField& field : fields) {
         if (json_token_object_walk_get_token(document, field.path) == nullptr) {
-            continue;
+            continue;  // left out, or null: stays as it is
         }
-        const int value = json_token_object_walk_get_int(document, field.path, kMissing);
+        const int value = json_token_object_walk_get_int(document, field.path, kNoInt);
         if (record.*field.field != value) {
             record.*field.field = value;
             printOut("Value Change! %s=%d\r\n", field.label, value);

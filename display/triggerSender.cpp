@@ -152,7 +152,7 @@ Piece withEnd(const Transmission& transmission, std::string_view text)
 }
 
 // The transmitters expect this very format, its blanks included; nothing in the texts is escaped. A request that does
-// not fit is not sent at all: its data would reach the display cut.
+// not fit is not sent at all: cut off, it would be no JSON.
 bool send(const Transmission& transmission, const Request& request)
 {
     FixedText<1024> text;
