@@ -1,6 +1,7 @@
 // One row of the command table, and the signatures of what it calls.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 

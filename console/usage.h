@@ -3,7 +3,6 @@
 // functions that do so are called by programs on a desk alone, and the linker leaves them out of the daemon.
 #pragma once
 
-#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -83,7 +82,7 @@ struct Usage {
 /// What a handler's rows have in common, given for one of them.
 struct HandlerUsage {
     CommandHandler handler;
-    std::function<Usage(const CommandEntry&)> usage;
+    Usage (*usage)(const CommandEntry& row);
 };
 using UsageList = std::vector<HandlerUsage>;
 

@@ -1,5 +1,6 @@
 // Watching events with all that a shell wants to know of them.
 #include <cerrno>
+#include <utility>
 
 #include "platform/local/eventWire.h"
 #include "platform/local/local.h"
