@@ -8,6 +8,7 @@
 #include "core/processName.h"
 #include "core/uartParamInit.h"
 #include "platform/support/fixedText.h"
+#include "platform/support/hexText.h"
 #include "platform/support/report.h"
 #include "platform/support/settings.h"
 #include "serial/portKeeper.h"
@@ -103,26 +104,6 @@ int rs232zone(void* /*context*/, lpc_request* request)
     return lpc_request_completed(request);
 }
 
-// The value of a hex text; any other character makes the whole value 0.
-unsigned hexValue(std::string_view text)
-{
-    unsigned value = 0;
-    for (const char character : text) {
-        unsigned digit = 0;
-        if (character >= '0' && character <= '9') {
-            digit = static_cast<unsigned>(character - '0');
-        } else if (character >= 'A' && character <= 'F') {
-            digit = static_cast<unsigned>(character - 'A' + 10);
-        } else if (character >= 'a' && character <= 'f') {
-            digit = static_cast<unsigned>(character - 'a' + 10);
-        } else {
-            return 0;
-        }
-        value = value * 16 + digit;
-    }
-    return value;
-}
-
 // Hex pieces separated by blanks, one byte each; the text counts up to its 255th byte.
 int rs232zone900XPort(void* /*context*/, lpc_request* request)
 {
@@ -135,7 +116,7 @@ int rs232zone900XPort(void* /*context*/, lpc_request* request)
         const std::size_t end = rest.find(' ');
         const std::string_view piece = rest.substr(0, end);
         if (!piece.empty()) {
-            bytes.append(static_cast<char>(hexValue(piece) & 0xFF));
+            bytes.append(static_cast<char>(hexNumber(piece) & 0xFF));
         }
         rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
     }

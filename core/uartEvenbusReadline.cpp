@@ -12,6 +12,7 @@
 #include "platform/eventBus.h"
 #include "platform/logger.h"
 #include "platform/support/fixedText.h"
+#include "platform/support/hexText.h"
 #include "platform/support/report.h"
 #include "serial/lineIntake.h"
 #include "serial/portKeeper.h"
@@ -37,7 +38,7 @@ struct LoopState {
     int highestFd = -1;  // never shrinks
 };
 
-// The burst as " %02X" for every byte: whole pairs only, 341 at most.
+// The first 341 bytes of the burst.
 using BurstHex = FixedText<1024>;
 
 void cleanExit(int /*signal*/)
@@ -91,16 +92,8 @@ void printDebug(const char* label, int value)
 void sendTo900xPort(const LineIntake& intake)
 {
     printError("\033[1;31;33m[%s][%d] line=%s\033[0m\n", "sendTo900xPort", __LINE__, intake.strcmd900XPort);
-    constexpr char kDigits[] = "0123456789ABCDEF";
     BurstHex hex;
-    for (std::size_t i = 0; i < intake.burstLength; ++i) {
-        const auto byte = static_cast<unsigned char>(intake.strcmd900XPort[i]);
-        const char pair[] = {' ', kDigits[byte >> 4], kDigits[byte & 0xF]};
-        if (hex.size() + sizeof pair > BurstHex::kMaxSize) {
-            break;
-        }
-        hex.append({pair, sizeof pair});
-    }
+    appendHex(hex, {intake.strcmd900XPort, intake.burstLength});
     printError("\033[1;31;33m[%s][%d] hexStringBuf=%s\033[0m\n", "sendTo900xPort", __LINE__, hex.c_str());
     if (eventbus_publish("recvHDBTSendTo9001", hex.c_str()) != 0) {
         reportSystemError("publishEvent(recvHDBTSendTo9001 SYSTEM_CMD_REQ_DEFAULT!)");

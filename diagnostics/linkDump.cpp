@@ -3,6 +3,8 @@
 #include <cmath>
 #include <cstddef>
 
+#include "platform/support/hexText.h"
+
 namespace {
 
 struct Field {
@@ -75,34 +77,6 @@ const Chip* findChip(const LinkDump& dump)
     return nullptr;
 }
 
-// -1 for a character that is no hexadecimal digit.
-constexpr int digitOf(char character)
-{
-    if (character >= '0' && character <= '9') {
-        return character - '0';
-    }
-    if (character >= 'A' && character <= 'F') {
-        return character - 'A' + 10;
-    }
-    if (character >= 'a' && character <= 'f') {
-        return character - 'a' + 10;
-    }
-    return -1;
-}
-
-std::uint32_t hexValue(std::string_view digits)
-{
-    std::uint32_t value = 0;
-    for (const char character : digits) {
-        const int digit = digitOf(character);
-        if (digit < 0) {
-            return 0;
-        }
-        value = value * 16 + static_cast<std::uint32_t>(digit);
-    }
-    return value;
-}
-
 std::string_view piece(std::string_view text, std::size_t position, std::size_t length)
 {
     return position < text.size() ? text.substr(position, length) : std::string_view();
@@ -138,9 +112,9 @@ LinkDump decodeLinkDump(LinkEnd end, std::string_view text)
     dump.headed = text.starts_with(end == LinkEnd::tx ? "TX:" : "RX:");
     for (const Field& field : kFields) {
         if (dump.headed) {
-            dump.*field.value = hexValue(piece(text, field.position, field.length));
+            dump.*field.value = hexNumber(piece(text, field.position, field.length));
         } else if (!field.needsHeader) {
-            dump.*field.value = hexValue(piece(text, field.position - kHeaderlessShift, field.length));
+            dump.*field.value = hexNumber(piece(text, field.position - kHeaderlessShift, field.length));
         }
     }
     return dump;

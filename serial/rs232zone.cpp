@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "platform/lpc.h"
+#include "platform/support/hexText.h"
 #include "platform/support/report.h"
 #include "serial/replyWriter.h"
 
@@ -11,18 +12,6 @@ namespace {
 constexpr std::string_view kWord = "RS232zone";
 
 using HexText = FixedText<256>;
-
-// The payload as " %02X" for every byte.
-void appendHex(HexText& hex, std::string_view payload)
-{
-    constexpr char kDigits[] = "0123456789ABCDEF";
-    for (const char character : payload) {
-        const auto byte = static_cast<unsigned char>(character);
-        hex.append(' ');
-        hex.append(kDigits[byte >> 4]);
-        hex.append(kDigits[byte & 0xF]);
-    }
-}
 
 // The two typed characters backslash and r stand for a carriage return.
 HexText withCarriageReturns(const HexText& hex)
