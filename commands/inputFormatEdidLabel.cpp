@@ -1,17 +1,12 @@
 #include "commands/inputFormatEdidLabel.h"
 
-#include <arpa/inet.h>
+#include <string_view>
 
 #include "commands/usages.h"
 
 namespace {
 
-constexpr const char* kModelName = textLeaf<"device.modelName">;
-constexpr char kFactoryReset[] = "Sys Default\r";
-constexpr char kFactoryResetLabel[] = "publishEvent(UpgradeSlaveVersionQuery SYSTEM_CMD_REQ_DEFAULT!)";
-
-constexpr std::size_t kLongestLabel = 30;       // bytes
-constexpr std::size_t kLongestCredential = 40;  // bytes
+constexpr std::size_t kLongestLabel = 30;  // bytes
 
 constexpr char kOnlyEdidMemory[] = "mem1";
 constexpr int kEdidMemories = 8;
@@ -34,46 +29,6 @@ int runInputFormat(const InputFormatRules& rules, const CommandCall& call)
     const PlatformText colorMode = readStatusText(rules.colorMode);
     return uartReply("%s %dx%d%c%d:%dbit:%s\r\n", call.name, width, height, scan, refreshRate, colorDepth,
                      colorMode != nullptr ? colorMode.get() : "");
-}
-
-int typeCommand(const char* line, const char* /*name*/, const char* args, int /*fromEvent*/,
-                const char* /*jsonTemplate*/)
-{
-    if (*args != '\0') {
-        return refuse(line);
-    }
-    // Kept: the model comes from the status store, not from the row's own leaf.
-    if (const PlatformText model = readStatusText(kModelName)) {
-        uartReply("%s\r\n", model.get());
-    }
-    return 1;
-}
-
-int factoryResetCommand(const char* line, const char* /*name*/, const char* args, int /*fromEvent*/,
-                        const char* /*jsonTemplate*/)
-{
-    if (*args != '\0') {
-        return refuse(line);
-    }
-    publishReported(topic::upgradeQuery, kFactoryReset, kFactoryResetLabel);
-    return 1;
-}
-
-int pictureResetCommand(const char* line, const char* name, const char* args, int fromEvent, const char* jsonTemplate)
-{
-    const CommandCall call{line, name, args, fromEvent, jsonTemplate};
-    if (*args != '\0') {
-        return refuse(line);
-    }
-    if (!scalerModeOn()) {
-        return uartReply("Command FAILED\r\n");  // Kept: without the line.
-    }
-    // Each reset has to be a change of the leaf, which carries nothing else.
-    const int next = readInt(jsonTemplate).value_or(0) == 0 ? 1 : 0;
-    if (changeSetting(announce::video, jsonTemplate, next, 0) && call.wantsReply()) {
-        uartReply("%s\r\n", name);
-    }
-    return 1;
 }
 
 int edidCopyCommand(const char* line, const char* name, const char* args, int fromEvent, const char* jsonTemplate)
@@ -106,38 +61,6 @@ int bootLabelCommand(const char* line, const char* name, const char* args, int f
     return 1;
 }
 
-int clientAddressCommand(const char* line, const char* name, const char* args, int fromEvent, const char* jsonTemplate)
-{
-    const CommandCall call{line, name, args, fromEvent, jsonTemplate};
-    if (std::string_view(args) == "sta") {
-        return showText(call);
-    }
-    in_addr ignored{};
-    if (inet_aton(args, &ignored) == 0) {
-        return refuse(line);
-    }
-    if (changeText(call, announce::control, PublishRule::unchangedEventOnly, args) && call.wantsReply()) {
-        uartReply("%s %s\r\n", name, args);
-    }
-    return 1;
-}
-
-// Kept: "sta" is a name like any other here, and nothing shows what is stored.
-int clientCredentialCommand(const char* line, const char* name, const char* args, int fromEvent,
-                            const char* jsonTemplate)
-{
-    const CommandCall call{line, name, args, fromEvent, jsonTemplate};
-    if (*args == '\0') {
-        return refuse(line);
-    }
-    FixedText<kLongestCredential + 1> text;
-    text.append(args);
-    if (changeText(call, announce::control, PublishRule::unchangedEventOnly, text.view()) && call.wantsReply()) {
-        uartReply("%s %s\r\n", name, text.c_str());
-    }
-    return 1;
-}
-
 void report::edidMemory(const char* name, const ReportValue& value)
 {
     if (value.number() >= 1 && value.number() <= kEdidMemories) {
@@ -156,29 +79,6 @@ Usage inputFormatUsage(const CommandEntry& row)
     form.fields = {usage::integer("width", 0, 0),      usage::integer("height", 0, 0),
                    usage::oneOf("scan", {"i", "p"}),   usage::integer("refreshRate", 0, 0, "Hz"),
                    usage::integer("colorDepth", 0, 0), usage::text("colorMode")};
-    return {.forms = {form}};
-}
-
-Usage typeUsage(const CommandEntry& /*row*/)
-{
-    UsageForm form = usage::bare("Answers the model's name.", {{"{model}\r\n"}, {"", "it is not known"}});
-    form.fields = {usage::text("model")};
-    return {.forms = {form}};
-}
-
-Usage factoryResetUsage(const CommandEntry& /*row*/)
-{
-    UsageForm form = usage::bare("Asks for the factory state.", {{""}});
-    form.events = {{topic::upgradeQuery, kFactoryReset}};
-    return {.forms = {form}};
-}
-
-Usage pictureResetUsage(const CommandEntry& row)
-{
-    UsageForm form =
-        usage::bare("Resets the picture controls.", {{usage::answer(row)}, {"Command FAILED\r\n", usage::kScalerOff}});
-    form.stores = {{"{count}"}};
-    form.fields = {usage::integer("count", 0, 1, "0 and 1 in turn, so that each reset is a change")};
     return {.forms = {form}};
 }
 
@@ -208,41 +108,12 @@ Usage bootLabelUsage(const CommandEntry& row)
                        .unchangedTopic = unchangedTopic(announce::video, PublishRule::unchangedEventOnly)}}};
 }
 
-Usage clientAddressUsage(const CommandEntry& row)
-{
-    return {.forms = {{.argument = "{address}",
-                       .effect = "Sets the address.",
-                       .fields = {usage::address("address")},
-                       .replies = {{usage::answer(row, "{address}")}},
-                       .stores = {{usage::quoted("{address}")}},
-                       .unchangedTopic = unchangedTopic(announce::control, PublishRule::unchangedEventOnly)},
-                      usage::status(row, usage::text("address"))}};
-}
-
-Usage clientCredentialUsage(const CommandEntry& row)
-{
-    UsageField text = usage::text("text", 1, kLongestCredential);
-    text.cut = true;
-    return {.forms = {{.argument = "{text}",
-                       .effect = "Sets the text.",
-                       .fields = {text},
-                       .replies = {{usage::answer(row, "{text}")}},
-                       .stores = {{usage::quoted("{text}")}},
-                       .unchangedTopic = unchangedTopic(announce::control, PublishRule::unchangedEventOnly)}},
-            .remarks = {"\"sta\" is a text like any other: no command shows what is stored."}};
-}
-
 }  // namespace
 
-void describeSmallCommands(UsageList& list)
+void describeInputFormatEdidLabel(UsageList& list)
 {
     list.push_back({inputFormatCommand<hdbtInput>, inputFormatUsage});
     list.push_back({inputFormatCommand<hdmiInput>, inputFormatUsage});
-    list.push_back({typeCommand, typeUsage});
-    list.push_back({factoryResetCommand, factoryResetUsage});
-    list.push_back({pictureResetCommand, pictureResetUsage});
     list.push_back({edidCopyCommand, edidCopyUsage});
     list.push_back({bootLabelCommand, bootLabelUsage});
-    list.push_back({clientAddressCommand, clientAddressUsage});
-    list.push_back({clientCredentialCommand, clientCredentialUsage});
 }

@@ -1,5 +1,4 @@
-// Small commands of their own: input format, model name, the two resets, EDID copy, boot label, and the address and
-// credentials of the controlled network device.
+// The format at an input, the copy of the display's EDID, and the label shown at start.
 #pragma once
 
 #include "commands/settingChange.h"
@@ -40,15 +39,8 @@ int inputFormatCommand(const char* line, const char* name, const char* args, int
     return runInputFormat(rules, {line, name, args, fromEvent, jsonTemplate});
 }
 
-int typeCommand(const char* line, const char* name, const char* args, int fromEvent, const char* jsonTemplate);
-int factoryResetCommand(const char* line, const char* name, const char* args, int fromEvent, const char* jsonTemplate);
-int pictureResetCommand(const char* line, const char* name, const char* args, int fromEvent, const char* jsonTemplate);
 int edidCopyCommand(const char* line, const char* name, const char* args, int fromEvent, const char* jsonTemplate);
 int bootLabelCommand(const char* line, const char* name, const char* args, int fromEvent, const char* jsonTemplate);
-int clientAddressCommand(const char* line, const char* name, const char* args, int fromEvent, const char* jsonTemplate);
-/// User name and password: stored as typed, never shown.
-int clientCredentialCommand(const char* line, const char* name, const char* args, int fromEvent,
-                            const char* jsonTemplate);
 
 namespace report {
 /// 1 to 8 print the memory's name.

@@ -16,6 +16,8 @@
 namespace {
 
 constexpr useconds_t kRebootDelayUs = 3'000'000;  // the slave controller reads its notice meanwhile
+constexpr char kFactoryReset[] = "Sys Default\r";
+constexpr char kUpgradeQueryLabel[] = "publishEvent(UpgradeSlaveVersionQuery SYSTEM_CMD_REQ_DEFAULT!)";
 constexpr const char* kUsbRoutes[] = {"Off", "OUTA", "VALENS_UART_UPDATE", "On"};
 
 void setDebug(const char* jsonTemplate, bool on)
@@ -49,14 +51,23 @@ int rebootCommand(const char* line, const char* name, const char* args, int /*fr
 {
     if (*args == '\0') {
         uartReply("%s\r\n", name);
-        publishReported(topic::upgradeQuery, "Sys Reboot\r",
-                        "publishEvent(UpgradeSlaveVersionQuery SYSTEM_CMD_REQ_DEFAULT!)");
+        publishReported(topic::upgradeQuery, "Sys Reboot\r", kUpgradeQueryLabel);
     } else {
         refuse(line);
     }
     // Kept: a refused Reboot reboots all the same. Service scripts append words to it and rely on the restart.
     usleep(kRebootDelayUs);
     lsystem("reboot");
+    return 1;
+}
+
+int factoryResetCommand(const char* line, const char* /*name*/, const char* args, int /*fromEvent*/,
+                        const char* /*jsonTemplate*/)
+{
+    if (*args != '\0') {
+        return refuse(line);
+    }
+    publishReported(topic::upgradeQuery, kFactoryReset, kUpgradeQueryLabel);
     return 1;
 }
 
@@ -142,6 +153,13 @@ Usage rebootUsage(const CommandEntry& row)
                        .runs = reboot}}};
 }
 
+Usage factoryResetUsage(const CommandEntry& /*row*/)
+{
+    UsageForm form = usage::bare("Asks for the factory state.", {{""}});
+    form.events = {{topic::upgradeQuery, kFactoryReset}};
+    return {.forms = {form}};
+}
+
 UsageForm debugForm(const CommandEntry& row, const char* word, const char* value, const char* command)
 {
     return {.argument = word,
@@ -205,6 +223,7 @@ void describeMaintenance(UsageList& list)
 {
     list.push_back({updateCommand, updateUsage});
     list.push_back({rebootCommand, rebootUsage});
+    list.push_back({factoryResetCommand, factoryResetUsage});
     list.push_back({debugCommand, debugUsage});
     list.push_back({debugToggleCommand<hubDebug>, debugToggleUsage<hubDebug>});
     list.push_back({debugToggleCommand<chip977Debug>, debugToggleUsage<chip977Debug>});

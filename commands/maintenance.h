@@ -1,10 +1,11 @@
-// Service work on the device: update, reboot, debug modes, USB routing.
+// Service work on the device: update, reboot, factory reset, debug modes, USB routing.
 #pragma once
 
 #include "commands/settingChange.h"
 
 int updateCommand(const char* line, const char* name, const char* args, int fromEvent, const char* jsonTemplate);
 int rebootCommand(const char* line, const char* name, const char* args, int fromEvent, const char* jsonTemplate);
+int factoryResetCommand(const char* line, const char* name, const char* args, int fromEvent, const char* jsonTemplate);
 int debugCommand(const char* line, const char* name, const char* args, int fromEvent, const char* jsonTemplate);
 int usbSwitchCommand(const char* line, const char* name, const char* args, int fromEvent, const char* jsonTemplate);
 /// Hidden: tells on standard error which serial port this instance serves.

@@ -13,6 +13,7 @@
 
 namespace {
 
+constexpr const char* kModelName = textLeaf<"device.modelName">;
 // The boot time's leaf holds seconds since the epoch with their fraction.
 constexpr char kBootTime[] = R"({"time":{"status":{"bootUpTime":%f}}})";
 // Kept: one brace too many. The stores read a document up to its end and pass over what follows.
@@ -146,6 +147,19 @@ int systemCommand(const char* line, const char* /*name*/, const char* args, int 
     return 1;
 }
 
+int typeCommand(const char* line, const char* /*name*/, const char* args, int /*fromEvent*/,
+                const char* /*jsonTemplate*/)
+{
+    if (*args != '\0') {
+        return refuse(line);
+    }
+    // Kept: the model comes from the status store, not from the row's own leaf.
+    if (const PlatformText model = readStatusText(kModelName)) {
+        uartReply("%s\r\n", model.get());
+    }
+    return 1;
+}
+
 int runLock(bool lock, const CommandCall& call)
 {
     const std::string_view line(call.line);
@@ -232,6 +246,13 @@ Usage systemUsage(const CommandEntry& /*row*/)
                        true)}};
 }
 
+Usage typeUsage(const CommandEntry& /*row*/)
+{
+    UsageForm form = usage::bare("Answers the model's name.", {{"{model}\r\n"}, {"", "it is not known"}});
+    form.fields = {usage::text("model")};
+    return {.forms = {form}};
+}
+
 template <bool lock>
 Usage lockUsage(const CommandEntry& row)
 {
@@ -254,6 +275,7 @@ void describeSystemInformation(UsageList& list)
 {
     list.push_back({versionCommand, versionUsage});
     list.push_back({systemCommand, systemUsage});
+    list.push_back({typeCommand, typeUsage});
     list.push_back({lockCommand<true>, lockUsage<true>});
     list.push_back({lockCommand<false>, lockUsage<false>});
 }

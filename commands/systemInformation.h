@@ -5,6 +5,7 @@
 
 int versionCommand(const char* line, const char* name, const char* args, int fromEvent, const char* jsonTemplate);
 int systemCommand(const char* line, const char* name, const char* args, int fromEvent, const char* jsonTemplate);
+int typeCommand(const char* line, const char* name, const char* args, int fromEvent, const char* jsonTemplate);
 
 int runLock(bool lock, const CommandCall& call);
 

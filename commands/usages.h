@@ -7,13 +7,15 @@
 void describeAudioLevels(UsageList& list);
 void describeBoundedTexts(UsageList& list);
 void describeChoices(UsageList& list);
+void describeClientDevice(UsageList& list);
 void describeFactoryData(UsageList& list);
+void describeInputFormatEdidLabel(UsageList& list);
 void describeMaintenance(UsageList& list);
 void describeNetwork(UsageList& list);
 void describeNumbers(UsageList& list);
+void describePictureReset(UsageList& list);
 void describeResolutions(UsageList& list);
 void describeSerialLines(UsageList& list);
-void describeSmallCommands(UsageList& list);
 void describeSwitches(UsageList& list);
 void describeSystemInformation(UsageList& list);
 void describeUserAccounts(UsageList& list);
