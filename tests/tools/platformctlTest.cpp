@@ -164,6 +164,57 @@ TEST_F(Platformctl, MergesDocumentsAndRefusesBadOnes)
     )sh");
 }
 
+TEST_F(Platformctl, SaysWhatWouldBeRightWhereAStoreRefuses)
+{
+    expect(R"sh(
+        $ platformctl config set a.b 1
+        $ platformctl config set a.b.c 2
+        status 1
+        error File exists; a value stands where this has a branch, or a branch where it has a value; 'platformctl config unset PATH' takes that away first
+        $ platformctl status update '{"a":{"b":1}}'; platformctl status set a 2
+        status 1
+        error 'platformctl status unset PATH' takes that away first
+        $ platformctl config unset a.b; platformctl config set a.b.c 2
+        $ platformctl config set 'no-topic.b' 1
+        status 1
+        error Invalid argument; it takes a JSON object of named leaves, no name empty or with a dot, the first one a word of letters, digits and _
+        $ PLATFORM=local:/dev/null/stores platformctl config get a.b
+        status 1
+        error the store in /dev/null/stores cannot be used: Not a directory; PLATFORM=local:DIR names another place
+        $ PLATFORM=local:/dev/null/stores platformctl config set a.b 1
+        status 1
+        error Not a directory; PLATFORM=local:DIR names another place
+        $ PLATFORM=local:/dev/null/stores platformctl status dump
+        status 1
+        error Not a directory; PLATFORM=local:DIR names another place
+        $ PLATFORM=local:/proc/stores platformctl config unset a.b
+        status 1
+        error the store in /proc/stores cannot be used: No such file or directory; PLATFORM=local:DIR names another place
+        $ PLATFORM=local:/proc/stores platformctl factory get MacAddr
+        status 1
+        error /proc/stores cannot be read: No such file or directory; PLATFORM=local:DIR names another place
+        $ PLATFORM=local:/dev/null/stores platformctl factory get MacAddr
+        status 1
+        error Not a directory; PLATFORM=local:DIR names another place
+        $ PLATFORM=local:/dev/null/stores platformctl factory set MacAddr x
+        status 1
+        error Not a directory; PLATFORM=local:DIR names another place
+    )sh");
+}
+
+TEST_F(Platformctl, SaysThatAnotherWriterHoldsTheStore)
+{
+    expect("$ platformctl config set a.b 1\n");
+    Program writer({"/bin/sh", "-c", "exec sqlite3 " + directory_.file("settings.db")}, environment());
+    writer.write("BEGIN IMMEDIATE;\nSELECT 'held';\n");
+    writer.awaitOutput("held\n");
+    expect(R"sh(
+        $ platformctl config set a.b 2
+        status 1
+        error Device or resource busy; another writer held it for 5 s; try again once that one is done
+    )sh");
+}
+
 TEST_F(Platformctl, RemovesLeavesAndBranches)
 {
     expect(R"sh(
@@ -508,6 +559,70 @@ TEST_F(Platformctl, EndsWhenItsBusGoesAway)
     )sh");
 }
 
+TEST_F(Platformctl, SaysHowTheBusIsFoundWhereNoneAnswers)
+{
+    expect(R"sh(
+        $ DBUS_SESSION_BUS_ADDRESS=unix:path=/no/bus platformctl event publish topic
+        status 1
+        error published: No such file or directory; no bus answers at unix:path=/no/bus (DBUS_SESSION_BUS_ADDRESS); set DBUS_SESSION_BUS_ADDRESS as receiver-bench prints it
+        $ DBUS_SESSION_BUS_ADDRESS=unix:path=/no/bus platformctl event watch
+        status 1
+        error went away: No such file or directory; no bus answers at unix:path=/no/bus
+        $ DBUS_SESSION_BUS_ADDRESS=unix:path=/no/bus platformctl lpc call peer x
+        status 1
+        error peer x cannot be called: No such file or directory; no bus answers at unix:path=/no/bus
+        $ DBUS_SESSION_BUS_ADDRESS=unix:path=/no/bus platformctl lpc serve peer
+        status 1
+        error the service 'peer' cannot be served: No such file or directory; no bus answers at unix:path=/no/bus
+        $ DBUS_SESSION_BUS_ADDRESS= DBUS_SYSTEM_BUS_ADDRESS=unix:path=/no/bus platformctl event publish topic
+        status 1
+        error no bus answers at unix:path=/no/bus (DBUS_SYSTEM_BUS_ADDRESS); set DBUS_SESSION_BUS_ADDRESS
+        $ DBUS_SESSION_BUS_ADDRESS=/no/bus platformctl lpc call peer x
+        status 1
+        error no bus answers at /no/bus
+        $ DBUS_SESSION_BUS_ADDRESS=unix: platformctl lpc call peer x
+        status 1
+        error Invalid argument; unix: (DBUS_SESSION_BUS_ADDRESS) is no address of a bus
+        $ DBUS_SESSION_BUS_ADDRESS=unix: platformctl lpc serve peer
+        status 1
+        error Invalid argument; unix: (DBUS_SESSION_BUS_ADDRESS) is no address of a bus
+        $ DBUS_SESSION_BUS_ADDRESS=unix: platformctl event publish topic
+        status 1
+        error Invalid argument; unix: (DBUS_SESSION_BUS_ADDRESS) is no address of a bus
+        $ DBUS_SESSION_BUS_ADDRESS=unix: platformctl event watch topic
+        status 1
+        error Invalid argument; unix: (DBUS_SESSION_BUS_ADDRESS) is no address of a bus
+    )sh");
+}
+
+TEST_F(Platformctl, SaysWhichNamesThereCanBe)
+{
+    const std::string longest(242, 's');
+    const auto serve = started({"lpc", "serve", longest, "--reply", "here"});
+    expect("$ platformctl lpc call " + longest + " x\nhere\n");
+    expect("$ platformctl lpc call s" + longest + " x\nstatus 1\nerror is no service; a service is a letter\n");
+    expect("$ platformctl lpc serve s" + longest + "\nstatus 1\nerror is no service; a service is a letter\n");
+    expect("$ platformctl event publish " + std::string(200, 't') + "\n");
+    expect("$ platformctl event publish " + std::string(201, 't') + "\nstatus 1\nerror at most 200\n");
+    expect(R"sh(
+        $ platformctl lpc call a.b X
+        status 1
+        error a.b X cannot be called: 'a.b' is no service; a service is a letter, _ or -, then letters, digits, _ or -
+        $ platformctl lpc call 1a X
+        status 1
+        error '1a' is no service
+        $ platformctl lpc call '' X
+        status 1
+        error '' is no service
+        $ platformctl lpc call -- --a-1 X
+        status 1
+        error no such service runs on this bus
+        $ platformctl lpc call peer bad-m
+        status 1
+        error peer bad-m cannot be called: 'bad-m' is no method; a method is a letter or _
+    )sh");
+}
+
 TEST_F(Platformctl, TellsWrongUsageFromRefusal)
 {
     expect(R"sh(
@@ -577,6 +692,9 @@ TEST_F(Platformctl, TellsWrongUsageFromRefusal)
         $ platformctl lpc serve --
         status 2
         error lpc serve takes SERVICE
+        $ platformctl lpc serve peer 1x
+        status 1
+        error '1x' is no method
         $ platformctl lpc serve peer bad-m
         status 1
         error 'bad-m' is no method

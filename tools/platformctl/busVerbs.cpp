@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <charconv>
 #include <climits>
@@ -6,10 +8,12 @@
 #include <cstring>
 #include <memory>
 #include <poll.h>
+#include <string_view>
 #include <unistd.h>
 
 #include "platform/lpc.h"
 #include "platformctl/output.h"
+#include "platformctl/remedies.h"
 #include "platformctl/verbs.h"
 #include "support/failure.h"
 #include "support/jsonText.h"
@@ -23,9 +27,38 @@ constexpr int kAnswerTimeMs = 3000;
 constexpr int kRetryMs = 1000;  // between two attempts to come back to the bus
 constexpr char kReadyLine[] = R"({"ready":true})";
 
+constexpr char kServiceGrammar[] = "is no service; a service is a letter, _ or -, then letters, digits, _ or -";
+constexpr char kMethodGrammar[] = "is no method; a method is a letter or _, then letters, digits or _, at most 255";
+constexpr std::size_t kLongestTopic = 200;
+constexpr std::size_t kLongestService = 255 - std::string_view("receiver.lpc.").size();  // of a bus name
+
 [[noreturn]] void refuse(const std::string& what, int error)
 {
-    throw Refused(what + ": " + std::strerror(error));
+    const std::string remedy = busRemedy(error);
+    throw Refused(what + ": " + std::strerror(error) + (remedy.empty() ? "" : "; " + remedy));
+}
+
+bool startsWithDigit(const std::string& name)
+{
+    return !name.empty() && std::isdigit(static_cast<unsigned char>(name[0])) != 0;
+}
+
+/// The engine also takes a digit first, which the bus does not.
+bool isMethodName(const std::string& name)
+{
+    return local::isMethodName(name) && !startsWithDigit(name);
+}
+
+bool isTopicName(const std::string& name)
+{
+    return isMethodName(name) && name.size() <= kLongestTopic;  // the bus has one grammar for both
+}
+
+bool isServiceName(const std::string& name)
+{
+    const auto fits = [](unsigned char byte) { return std::isalnum(byte) != 0 || byte == '_' || byte == '-'; };
+    return !name.empty() && name.size() <= kLongestService && !startsWithDigit(name) &&
+           std::all_of(name.begin(), name.end(), fits);
 }
 
 std::string callFailure(int error)
@@ -35,6 +68,8 @@ std::string callFailure(int error)
     case ENOSYS: return "the service has no such method";
     case EIO: return "the service answered with an error";
     case ETIMEDOUT: return "no answer within 3 s";
+    case EACCES: return std::string(std::strerror(error)) + "; " + busRemedy(error);
+    case ECONNRESET: return std::string(std::strerror(error)) + "; the service or the bus ended before it answered";
     default: return std::strerror(error);
     }
 }
@@ -83,12 +118,10 @@ bool stopsWithin(int stopFd, int waitMs)
 
 [[noreturn]] void refuseService(const std::string& service, int error)
 {
-    switch (error) {
-    case EEXIST: throw Refused("the service '" + service + "' is already served by another process");
-    case EINVAL:
-        throw Refused("'" + service + "' is no service; a service is a letter, _ or -, then letters, digits, _ or -");
-    default: refuse("the service '" + service + "' cannot be served", error);
+    if (error == EEXIST) {
+        throw Refused("the service '" + service + "' is already served by another process; end that, or name another");
     }
+    refuse("the service '" + service + "' cannot be served", error);
 }
 
 ServeOptions parseServe(const Words& words)
@@ -133,10 +166,12 @@ ServeOptions parseServe(const Words& words)
         throw WrongUsage("lpc serve takes SERVICE [METHOD...] [--reply TEXT] [--fail] [--delay MS]");
     }
     for (const std::string& method : options.methods) {
-        if (!local::isMethodName(method)) {
-            throw Refused("'" + method +
-                          "' is no method; a method is a letter or _, then letters, digits or _, at most 255");
+        if (!isMethodName(method)) {
+            throw Refused("'" + method + "' " + kMethodGrammar);
         }
+    }
+    if (!isServiceName(options.service)) {
+        throw Refused("'" + options.service + "' " + kServiceGrammar);
     }
     return options;
 }
@@ -151,13 +186,12 @@ void publishEvent(const Words& words)
         text = words[1] == "-" ? readAll(STDIN_FILENO) : words[1];
         payload = text;
     }
+    if (!isTopicName(words[0])) {
+        throw Refused("'" + words[0] +
+                      "' is no topic; a topic is a letter or _, then letters, digits or _, at most 200");
+    }
     if (local::publishBytes(words[0], payload) != 0) {
-        const int error = errno;
-        if (error == EINVAL) {
-            throw Refused("'" + words[0] +
-                          "' is no topic; a topic is a letter or _, then letters, digits or _, at most 200");
-        }
-        refuse("the event cannot be published", error);
+        refuse("the event cannot be published", errno);
     }
 }
 
@@ -170,18 +204,23 @@ void watchEvents(const Words& words)
         output.print(printableJson("{\"topic\":" + jsonString(event.topic) + ",\"payload\":" +
                                    textOrNull(event.payload) + ",\"from\":" + jsonString(event.from) + "}"));
     };
+    if (!std::all_of(words.begin(), words.end(), isTopicName)) {
+        throw Refused("no such topic can be; a topic is a letter or _, then letters, digits or _, at most 200");
+    }
     if (local::watchEvents(words, stop.get(), ready, print) != 0) {
-        const int error = errno;
-        if (error == EINVAL) {
-            throw Refused("no such topic can be; a topic is a letter or _, then letters, digits or _, at most 200");
-        }
-        refuse("the event bus is missing or went away", error);
+        refuse("the event bus is missing or went away", errno);
     }
 }
 
 void callMethod(const Words& words)
 {
     const std::string called = words[0] + " " + words[1];
+    if (!isServiceName(words[0])) {
+        throw Refused(called + " cannot be called: '" + words[0] + "' " + kServiceGrammar);
+    }
+    if (!isMethodName(words[1])) {
+        throw Refused(called + " cannot be called: '" + words[1] + "' " + kMethodGrammar);
+    }
     const Completion completion(
         lpc_proxy_call_with_reply(words[0].c_str(), words[1].c_str(), words.size() > 2 ? words[2].c_str() : nullptr));
     if (!completion) {

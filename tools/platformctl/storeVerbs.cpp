@@ -7,6 +7,7 @@
 #include "platform/factoryData.h"
 #include "platform/support/ownership.h"
 #include "platformctl/output.h"
+#include "platformctl/remedies.h"
 #include "platformctl/verbs.h"
 #include "support/failure.h"
 #include "support/jsonText.h"
@@ -20,9 +21,14 @@ std::string quoted(const std::string& text)
     return "'" + text + "'";
 }
 
-[[noreturn]] void refuse(const std::string& what, int error, const std::string& remedy = {})
+[[noreturn]] void refuse(const std::string& what, int error, const std::string& remedy)
 {
     throw Refused(what + ": " + std::strerror(error) + (remedy.empty() ? "" : "; " + remedy));
+}
+
+[[noreturn]] void refuse(const std::string& what, int error)
+{
+    refuse(what, error, storeRemedy(error));
 }
 
 /// Where the stores are; named in messages, since a wrong PLATFORM looks like an empty store.
@@ -40,13 +46,32 @@ const char* name(local::Store store)
     return store == local::Store::settings ? "config" : "status";
 }
 
+/// Nothing was found, and not for want of a place to look in: reading makes the directory.
+bool isAbsent(int error, const std::string& directory)
+{
+    return error == ENOENT && access(directory.c_str(), F_OK) == 0;
+}
+
 [[noreturn]] void refusePath(local::Store store, const std::string& path, const std::string& directory, int error)
 {
-    if (error == ENOENT) {
+    if (isAbsent(error, directory)) {
         throw Refused("nothing at " + quoted(path) + " in " + directory + "; 'platformctl " + name(store) +
                       " dump' shows what is there");
     }
     refuse("the store in " + directory + " cannot be used", error);
+}
+
+std::string documentRemedy(local::Store store, int error)
+{
+    switch (error) {
+    case EINVAL:
+        return "it takes a JSON object of named leaves, no name empty or with a dot, the first one a word of letters, "
+               "digits and _";
+    case EEXIST:
+        return "a value stands where this has a branch, or a branch where it has a value; 'platformctl " +
+               std::string(name(store)) + " unset PATH' takes that away first";
+    default: return storeRemedy(error);
+    }
 }
 
 void writeDocument(local::Store store, const std::string& document, const std::string& what)
@@ -56,8 +81,7 @@ void writeDocument(local::Store store, const std::string& document, const std::s
         return;
     }
     const int error = errno;
-    refuse(what + " is refused by the store in " + directory, error,
-           error == EINVAL ? "it takes a JSON object of named leaves, no name empty or with a dot" : "");
+    refuse(what + " is refused by the store in " + directory, error, documentRemedy(store, error));
 }
 
 /// {"a":{"b":VALUE}} for the path a.b.
@@ -151,7 +175,7 @@ void getFactoryItem(const Words& words)
     char* text = nullptr;
     if (factory_read_data(words[0].c_str(), &text) != 0) {
         const int error = errno;
-        if (error != 0 && error != ENOENT) {
+        if (error != 0 && !isAbsent(error, directory)) {
             refuse("the factory data in " + directory + " cannot be read", error);
         }
     }
