@@ -88,10 +88,16 @@ is "the user is in its groups" "receiver dialout" "$(within id -nG receiver)"
 is "the directory of the stores" "receiver:receiver 750" "$(within stat -c '%U:%G %a' /var/lib/receiver)"
 is "the conffile" /etc/default/receiver-console \
     "$(within dpkg-query -W -f '${Conffiles}' receiver-console | awk '{print $1}' | grep .)"
+mapfile -t examples < <(cd "${0%/*}/../../tools" && printf '/usr/share/receiver-bench/%s\n' {room,dumps}/*.json)
+[[ ${#examples[@]} -gt 10 ]] || fail "no room and no dumps in the sources"
 for file in /usr/lib/systemd/system/{external,internal}Comd@.service /usr/share/dbus-1/system.d/receiver.conf \
     /usr/lib/sysusers.d/receiver.conf /usr/share/polkit-1/rules.d/50-receiver.rules \
     /usr/share/bash-completion/completions/{platformctl,receiver-bench} \
-    /usr/share/doc/receiver-{console,tools,bench}/copyright; do
+    /usr/share/doc/receiver-{console,tools,bench}/copyright \
+    /usr/share/doc/receiver-console/commands.{md,json} /usr/share/doc/receiver-bench/transcripts.md \
+    /usr/share/man/man8/{external,internal}Comd.8.gz /usr/share/man/man7/receiver-commands.7.gz \
+    /usr/share/man/man1/{platformctl,receiver-bench}.1.gz \
+    "${examples[@]}"; do
     [[ -s $system$file ]] || fail "$file is missing"
 done
 is "the unit's program" /usr/bin/externalComd \

@@ -65,6 +65,18 @@ for program in platformctl receiver-bench; do
     done
 done
 
+# The words that a trace has, and the ways to run that a signal ends with 128 + N.
+bench=$(sed 's/\\-/-/g' "$packaging/man/receiver-bench.1")
+help=$("$programs/receiver-bench" --help)
+for trace in "$(sed -n '/^\.B --trace$/,/^\.TP/p' <<<"$bench")" "$(sed -n '/^A line of --trace/,/^$/p' <<<"$help")"; do
+    for word in '>' '<' event store call answer failed run hdbt 'no longer'; do
+        grep -qE "(^|[^[:alnum:]])$word([^[:alnum:]]|\$)" <<<"$trace" || fail "receiver-bench: $word of --trace: $trace"
+    done
+done
+for text in "$(sed -n '/^\.SH EXIT STATUS/,/^\.SH EXAMPLES/p' <<<"$bench")" "$(sed -n '/^Exit status/,$p' <<<"$help")"; do
+    [[ $text == *"128 + N"*--raw*script*--tcp*--device*terminal* ]] || fail "receiver-bench: exit status: $text"
+done
+
 exactly "config status factory event lpc --help --version" platformctl ""
 exactly "config" platformctl c
 while read -r group verbs; do

@@ -228,13 +228,15 @@ TEST_F(Bench, LeavesNothingRunningWhenItIsKilled)
 
 TEST_F(Bench, CleansUpWhenAScriptIsCutShort)
 {
-    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
-        Program bench(command(), {});
-        bench.write("Blink sta\n");
-        bench.awaitOutput("Blink off\r\n");
-        bench.signal(signal);
-        EXPECT_EQ(bench.awaitEnd(), 128 + signal);
-        expectAllGone();
+    for (const Words& options : {Words{}, Words{"--raw"}}) {
+        for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+            Program bench(command(options), {});
+            bench.write("Blink sta\r");
+            bench.awaitOutput("Blink off\r\n");
+            bench.signal(signal);
+            EXPECT_EQ(bench.awaitEnd(), 128 + signal);
+            expectAllGone();
+        }
     }
 }
 

@@ -184,6 +184,8 @@ TEST_F(Simulator, TracesWhatOthersDoAndHowLateAPeerIs)
     bench->awaitError("call lpcExampledNoUse wpDispBtn IPPort 9002\n");
     bench->awaitError("answer networkd TelnetRestart\n");
     bench->awaitError("answer lpcExampledNoUse wpDispBtn\n");
+    ASSERT_EQ(platformctl({"lpc", "call", "lpcExampledNoUse2", "RS232zone", "to the far end"}).status, 0);
+    bench->awaitError(" internalComd hdbt to the far end\n");
     expectEndsBySignal(*bench);
     const auto timeOf = [&](const std::string& text) {
         for (const std::string& line : linesOf(bench->error())) {
@@ -256,7 +258,25 @@ TEST_F(Simulator, SaysWhatIsWrongWithAState)
     EXPECT_EQ(feed("", {"--state", directory_.file("none")}).status, 1);
     const Result unsaved = feed("", {"--save", directory_.file("none/state.json")});
     EXPECT_EQ(unsaved.status, 1);
-    EXPECT_THAT(unsaved.error, HasSubstr("cannot be written: No such file or directory"));
+    EXPECT_THAT(unsaved.error, HasSubstr("cannot be written: No such file or directory; name with --save a file"));
+    const Result unread = feed("", {"--state", directory_.file("none")});
+    EXPECT_THAT(unread.error, HasSubstr("cannot be read: No such file or directory; name with --state a file"));
+}
+
+TEST_F(Simulator, SaysWhereItCouldWriteInstead)
+{
+    const Result unrecorded = feed("", {"--record", directory_.file("none/session")});
+    EXPECT_EQ(unrecorded.status, 1);
+    EXPECT_THAT(unrecorded.error, HasSubstr("cannot be written: No such file or directory; name with --record a file"));
+    for (const char* place : {"/dev/null/place", "/proc"}) {
+        const Result result = run({kBench, place}, {});
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(linesOf(result.error).size(), 1U) << result.error;
+        EXPECT_THAT(result.error, HasSubstr("; name with --dir a directory that is yours, or can be made"));
+    }
+    const Result result = run({kBench}, {{"TMPDIR", "/none"}});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.error, HasSubstr("; name with --dir a directory that is yours, or can be made"));
 }
 
 constexpr char kScript[] = R"(== what a receiver leaves the factory with
@@ -326,7 +346,21 @@ line 5: - is what was expected, + what was seen
 TEST_F(Simulator, SaysWhyAScriptCannotBeRun)
 {
     for (const auto& [text, reason] : std::vector<std::pair<const char*, const char*>>{
-             {"== x\n> Blink on\nevnt none\n", "script:3: unknown keyword evnt; tests/transcripts/README.md"},
+             {"== x\n> Blink on\nevnt none\n",
+              "script:3: unknown keyword evnt; a line begins with #, ==, >, >>, <, <lf, <raw, given, lpc, publish, "
+              "event, call, "
+              "run, store, print or log; tests/transcripts/README.md gives the format, installed as "
+              "/usr/share/doc/receiver-bench/transcripts.md\n"},
+             {"== x\ngiven peers networkd x fails\n> Blink on\n",
+              "unknown given peers; what can be given is settings, status, factory, state, role, peer, run, log, nolog "
+              "or "
+              "fail; "},
+             {"== x\ngiven peer networkd x dies\n> Blink on\n",
+              "unknown answer dies; it is one of answers TEXT, completes, fails, absent, silent; "},
+             {"== x\ngiven fail store\n> Blink on\n", "unknown fault store; what can fail is one of call, factory, "
+                                                      "publish, query, run, status-update, update; "},
+             {"== x\ngiven fail update often\n> Blink on\n",
+              "unknown fault word often; given fail takes one of the calls, for query a PATH, and a number of times; "},
              {"> Blink on\n", "script:1: no scenario begun"},
              {"# nothing\n", "script holds no scenario; one begins with '== TITLE'"},
              {"== x\ngiven state none.json\n> Blink on\n", "script:2: cannot read the state "}}) {
@@ -420,7 +454,10 @@ TEST_F(Simulator, RefusesATcpPortThatIsTaken)
     const TemporaryDirectory other;
     const Result second = run({kBench, other.path(), "--tcp", address}, {});
     EXPECT_EQ(second.status, 1);
-    EXPECT_THAT(second.error, HasSubstr("nothing can listen at " + address + ": Address already in use"));
+    EXPECT_THAT(second.error, HasSubstr("nothing can listen at " + address +
+                                        ": Address already in use; name another port; 0 takes a free one"));
+    const Result third = run({kBench, other.path(), "--tcp", "192.0.2.1:0"}, {});
+    EXPECT_THAT(third.error, HasSubstr("; name an address of this machine, such as 127.0.0.1"));
 }
 
 }  // namespace

@@ -38,13 +38,14 @@ every call with an error, absent is not there, silent never answers, slow answer
 
 A line of --trace is the time in seconds, who did it, and the words a transcript has for it: '>' typed, '<' replied
 (both only where they are not on the same terminal; with --device they do not pass through the bench), event, store,
-call with answer or failed, run.
+call with answer or failed, run; hdbt is what the console of the link printed. In a line of bench, a stand-in has ended
+or the bus is no longer watched.
 
 Environment: PLATFORM=local:DIR names DIR when no option does; without both it is a fresh directory, removed at the end.
 TERM=dumb (or none) leaves line editing to the terminal. NO_COLOR, set to anything, has the trace uncoloured.
 
-Exit status: 0 done, 1 a part did not start or went away, or a script went otherwise, 2 wrong usage, 128 + N a script
-on standard input was cut short by signal N.)";
+Exit status: 0 done, 1 a part did not start or went away, or a script went otherwise, 2 wrong usage, 128 + N standard
+input (--raw or not) or a script was cut short by signal N; --tcp, --device and a terminal end with 0 by one.)";
 
 constexpr int kSlowMs = 2000;
 

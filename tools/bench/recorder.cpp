@@ -32,6 +32,12 @@ GivenPeer givenPeer(const Happening& call)
     return peer;
 }
 
+[[noreturn]] void refuseFile(const std::filesystem::path& file)
+{
+    throw Refused("the transcript '" + file.string() + "' cannot be written: " + std::strerror(errno) +
+                  "; name with --record a file in a directory that is there and yours");
+}
+
 /// A change that somebody else has made, as what is given and published then.
 std::vector<std::string> givenByOthers(const Happening& event)
 {
@@ -53,7 +59,7 @@ Recorder::Recorder(Receiver& receiver, std::filesystem::path file, std::set<std:
 {
     console_.keepForeign();
     if (!std::ofstream(file_, std::ios::app)) {
-        throw Refused("the transcript '" + file_.string() + "' cannot be written: " + std::strerror(errno));
+        refuseFile(file_);
     }
 }
 
@@ -183,6 +189,6 @@ void Recorder::save()
     }
     stream.close();
     if (!stream) {
-        throw Refused("the transcript '" + file_.string() + "' cannot be written: " + std::strerror(errno));
+        refuseFile(file_);
     }
 }

@@ -96,7 +96,8 @@ transcript::File readScript(const std::string& file)
         script = transcript::readFile(file, file);
     }
     if (!script.error.empty()) {
-        throw Refused(script.error + "; tests/transcripts/README.md gives the format");
+        throw Refused(script.error + "; tests/transcripts/README.md gives the format, installed as "
+                                     "/usr/share/doc/receiver-bench/transcripts.md");
     }
     if (script.scenarios.empty()) {
         throw Refused(file + " holds no scenario; one begins with '== TITLE', then '> LINE' and '< REPLY'");

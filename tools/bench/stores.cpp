@@ -28,9 +28,9 @@ struct PutObject {
 };
 using Object = std::unique_ptr<json_object, PutObject>;
 
-[[noreturn]] void refuse(const std::string& what)
+[[noreturn]] void refuse(const std::string& what, const std::string& remedy = {})
 {
-    throw Refused(what + ": " + std::strerror(errno));
+    throw Refused(what + ": " + std::strerror(errno) + (remedy.empty() ? "" : "; " + remedy));
 }
 
 /// {"a":{"b":VALUE}} for the path a.b.
@@ -224,7 +224,8 @@ void loadState(const fs::path& file)
     std::ifstream stream(file, std::ios::binary);
     const std::string text{std::istreambuf_iterator<char>(stream), {}};
     if (!stream) {
-        refuse("the state '" + file.string() + "' cannot be read");
+        refuse("the state '" + file.string() + "' cannot be read",
+               "name with --state a file that --save wrote, or one of its form");
     }
     try {
         for (const transcript::Given& given : transcript::givenState(storableJson(text))) {
@@ -264,7 +265,8 @@ void saveState(const fs::path& file, const fs::path& bootRecord)
         const int reason = error ? error.value() : errno;
         fs::remove(fresh, ignored);
         errno = reason;
-        refuse("the state '" + file.string() + "' cannot be written");
+        refuse("the state '" + file.string() + "' cannot be written",
+               "name with --save a file in a directory that is there and yours");
     }
 }
 

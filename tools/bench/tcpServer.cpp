@@ -56,6 +56,17 @@ UniqueFd listener(const addrinfo& place)
     return fd;
 }
 
+/// What would be right where nothing can listen; empty when there is nothing to advise.
+std::string listenRemedy(int error)
+{
+    switch (error) {
+    case EADDRINUSE: return "; name another port; 0 takes a free one";
+    case EACCES: return "; name a port from 1024 on, those below are root's; 0 takes a free one";
+    case EADDRNOTAVAIL: return "; name an address of this machine, such as 127.0.0.1";
+    default: return {};
+    }
+}
+
 }  // namespace
 
 TcpServer::TcpServer(const std::string& address) : epoll_(epoll_create1(EPOLL_CLOEXEC))
@@ -90,11 +101,13 @@ void TcpServer::listenAt(const std::string& host, const std::string& port)
     const int failure = getaddrinfo(host.c_str(), port.c_str(), &wanted, &found);
     const Addresses places(found);
     if (failure != 0) {
-        throw Refused("'" + host + "' is no address of this machine: " + gai_strerror(failure));
+        throw Refused("'" + host + "' is no address of this machine: " + gai_strerror(failure) +
+                      "; name one, such as 127.0.0.1");
     }
     listener_ = listener(*places);
     if (!listener_) {
-        throw Refused("nothing can listen at " + host + ":" + port + ": " + std::strerror(errno));
+        const int error = errno;
+        throw Refused("nothing can listen at " + host + ":" + port + ": " + std::strerror(error) + listenRemedy(error));
     }
     sockaddr_storage taken{};
     socklen_t length = sizeof taken;

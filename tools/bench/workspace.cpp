@@ -15,11 +15,13 @@ namespace fs = std::filesystem;
 
 namespace {
 
+constexpr char kRemedy[] = "; name with --dir a directory that is yours, or can be made";
+
 fs::path makeDirectoryIn(const fs::path& parent)
 {
     std::string pattern = (parent / "receiver-bench-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr) {
-        throw Refused(pattern + " cannot be made: " + std::strerror(errno));
+        throw Refused(pattern + " cannot be made: " + std::strerror(errno) + kRemedy);
     }
     return pattern;
 }
@@ -52,7 +54,8 @@ Workspace::Workspace(const std::optional<std::string>& named)
         fs::create_directories(directory_);
         directory_ = fs::canonical(directory_);
     } catch (const fs::filesystem_error& error) {
-        throw Refused("the directory '" + directory_.string() + "' cannot be used: " + error.code().message());
+        throw Refused("the directory '" + directory_.string() + "' cannot be used: " + error.code().message() +
+                      kRemedy);
     }
     lock();
     removeLeftovers();
@@ -86,7 +89,8 @@ void Workspace::link(const fs::path& path, const fs::path& target) const
     std::error_code error;
     fs::create_symlink(target, path, error);
     if (error) {
-        throw Refused("'" + path.string() + "' cannot be made: " + error.message());
+        throw Refused("'" + path.string() + "' cannot be made: " + error.message() +
+                      "; the bench needs that name: move what is there, or name another directory with --dir");
     }
 }
 
@@ -95,7 +99,7 @@ void Workspace::lock()
     const fs::path path = file("bench.lock");
     lock_.reset(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
     if (!lock_) {
-        throw Refused("'" + path.string() + "' cannot be made: " + std::strerror(errno));
+        throw Refused("'" + path.string() + "' cannot be made: " + std::strerror(errno) + kRemedy);
     }
     if (flock(lock_.get(), LOCK_EX | LOCK_NB) != 0) {
         throw Refused("another receiver-bench runs in '" + directory_.string() +

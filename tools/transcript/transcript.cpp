@@ -106,7 +106,8 @@ GivenPeer givenPeer(Words& words)
     } else if (how == "silent") {
         peer.answer = Answer::silent;
     } else if (how != "completes") {
-        throw std::runtime_error("unknown answer " + std::string(how));
+        throw std::runtime_error("unknown answer " + std::string(how) +
+                                 "; it is one of answers TEXT, completes, fails, absent, silent");
     }
     words.end();
     return peer;
@@ -118,7 +119,11 @@ GivenFault givenFault(Words& words)
                                                    "call",   "run",           "factory"};
     GivenFault fault{std::string(words.next("call")), {}, -1};
     if (!kKinds.contains(fault.kind)) {
-        throw std::runtime_error("unknown fault " + fault.kind);
+        std::string kinds;
+        for (const std::string_view kind : kKinds) {
+            kinds += (kinds.empty() ? "" : ", ") + std::string(kind);
+        }
+        throw std::runtime_error("unknown fault " + fault.kind + "; what can fail is one of " + kinds);
     }
     while (words.more()) {
         Words peek = words;
@@ -128,7 +133,8 @@ GivenFault givenFault(Words& words)
         } else if (fault.kind == "query" && !fault.path) {
             fault.path = words.next("path");
         } else {
-            throw std::runtime_error("unknown fault word " + std::string(word));
+            throw std::runtime_error("unknown fault word " + std::string(word) +
+                                     "; given fail takes one of the calls, for query a PATH, and a number of times");
         }
     }
     return fault;
@@ -277,7 +283,9 @@ private:
             step().logs.push_back({level, needed(words.text(), "text")});
             needMemory(line);
         } else {
-            throw std::runtime_error("unknown keyword " + std::string(keyword));
+            throw std::runtime_error("unknown keyword " + std::string(keyword) +
+                                     "; a line begins with #, ==, >, >>, <, <lf, <raw, given, lpc, publish, event, "
+                                     "call, run, store, print or log");
         }
     }
 
@@ -329,7 +337,9 @@ private:
         } else if (what == "role") {
             takeRole(words.next("role"));
         } else {
-            throw std::runtime_error("unknown given " + std::string(what));
+            throw std::runtime_error("unknown given " + std::string(what) +
+                                     "; what can be given is settings, status, factory, state, role, peer, run, log, "
+                                     "nolog or fail");
         }
     }
 
