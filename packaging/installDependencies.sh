@@ -5,7 +5,8 @@
 set -euo pipefail
 
 build=(g++ cmake ninja-build pkg-config libsqlite3-dev libsystemd-dev libjson-c-dev libcli11-dev libedit-dev dbus-daemon)
-test=(libgtest-dev libgmock-dev sqlite3 tmux clang-format git clang libclang-rt-14-dev man-db python3 valgrind)
+test=(libgtest-dev libgmock-dev sqlite3 tmux clang-format git clang libclang-rt-14-dev man-db python3 systemd
+    valgrind)
 # The programs that the console is measured against come with services; those are kept from starting.
 bench=(redis-server ser2net python3 valgrind strace libbenchmark-dev)
 package=(debootstrap lintian socat)
