@@ -229,7 +229,7 @@ UartPort::~UartPort()
     }
 }
 
-void uartDropStalled(UartPort& port)
+void uartDropStalled(const UartPort& port)
 {
     if (port.stalled) {
         dropUnsent(port.fd);

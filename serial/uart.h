@@ -45,7 +45,7 @@ std::shared_ptr<UartPort> uartOpenQuietly(const char* path, int speed, int dataB
                                           int flowMode);
 
 /// Drops what a far end that has stalled did not take; it would hold up the end of the port and its next set-up.
-void uartDropStalled(UartPort& port);
+void uartDropStalled(const UartPort& port);
 
 /// Gives up a share of the port; the last one closes the descriptor.
 void uart_close2(std::shared_ptr<UartPort> port);

@@ -367,7 +367,7 @@ protected:
         const pid_t child = ::fork();
         ASSERT_GE(child, 0);
         if (child == 0) {
-            work();
+            std::thread(work).join();  // whose connections, and what they had started, end with it
             ::_exit(0);
         }
         children_.push_back(child);

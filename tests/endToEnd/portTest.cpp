@@ -94,9 +94,10 @@ TEST_F(ReopenedPort, isClosedBeforeItIsOpenedAgain)
     Console console(device_, kInternal);
     const UniqueFd watch(::inotify_init1(IN_CLOEXEC));
     ASSERT_GE(::inotify_add_watch(watch.get(), console.line().device().c_str(), IN_OPEN | IN_CLOSE), 0);
+    constexpr std::uint32_t kInTurn[] = {IN_CLOSE_WRITE, IN_OPEN};
     for (const char* mode : {"default", "user"}) {
         ASSERT_EQ(callMethod(kInternalService, "HDBTRS232Set", mode), 0);
-        for (const std::uint32_t expected : {IN_CLOSE_WRITE, IN_OPEN}) {
+        for (const std::uint32_t expected : kInTurn) {
             inotify_event event{};
             ASSERT_EQ(::read(watch.get(), &event, sizeof event), static_cast<ssize_t>(sizeof event));
             EXPECT_EQ(event.mask, expected) << mode;
