@@ -1,8 +1,10 @@
 // What of a first update survives a power cut: fsync(2) is the test's own and notes what is synced.
 #include <cstdlib>
 #include <filesystem>
+#include <mutex>
 #include <sys/syscall.h>
 #include <unistd.h>
+#include <vector>
 
 #include "conformanceTest.h"
 #include "platform/factoryData.h"
@@ -10,18 +12,39 @@
 
 namespace {
 
-std::vector<std::filesystem::path>& synced()
+// Every thread of the program syncs here, in other tests many at a time.
+class Synced {
+public:
+    void note(int fd)
+    {
+        std::error_code ignored;
+        const std::filesystem::path path =
+            std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd), ignored);
+        const std::lock_guard<std::mutex> lock(mutex_);
+        paths_.push_back(path);
+    }
+    std::vector<std::filesystem::path> paths()
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return paths_;
+    }
+
+private:
+    std::mutex mutex_;
+    std::vector<std::filesystem::path> paths_;
+};
+
+Synced& synced()
 {
-    static std::vector<std::filesystem::path> paths;
-    return paths;
+    static Synced all;
+    return all;
 }
 
 }  // namespace
 
 extern "C" int fsync(int fd)
 {
-    std::error_code ignored;
-    synced().push_back(std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd), ignored));
+    synced().note(fd);
     return static_cast<int>(::syscall(SYS_fsync, fd));
 }
 
@@ -35,7 +58,7 @@ protected:
     static std::vector<std::filesystem::path> syncedAbove()
     {
         std::vector<std::filesystem::path> found;
-        for (const std::filesystem::path& path : synced()) {
+        for (const std::filesystem::path& path : synced().paths()) {
             if (path != stores() && std::filesystem::is_directory(path)) {
                 found.push_back(path);
             }
