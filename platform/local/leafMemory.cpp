@@ -26,11 +26,16 @@ bool LeafMemory::look()
 
 bool LeafMemory::follow(const CommittedState::Mark& now)
 {
-    const auto commit = findCommit(seen_, now);
-    if (commit) {
+    CommittedState::Mark at = seen_;
+    for (int steps = 0; at != now; ++steps) {
+        const auto commit = steps < kFollowed ? commitAfter(at) : std::nullopt;
+        if (!commit) {
+            return false;  // what was kept on the way is forgotten with all else
+        }
         keep(commit->path.view(), {.exists = true, .text = commit->text.view()});
+        at = commit->after;
     }
-    return commit.has_value();
+    return true;
 }
 
 const LeafMemory::Leaf* LeafMemory::recall(std::string_view path)

@@ -15,6 +15,8 @@ class LeafMemory {
 public:
     /// Of the paths and values that are kept, in bytes.
     static constexpr std::size_t kLongest = 64;
+    /// Commits of this process in a row that can be followed: a connection that is further behind reads anew.
+    static constexpr int kFollowed = 4;
 
     /// As CommittedState::watch.
     void watch(sqlite3* database) { state_.watch(database); }
@@ -50,7 +52,7 @@ private:
     void keep(std::string_view path, const Leaf& leaf);
     // False when nothing can be told.
     bool look();
-    // Whether only a commit of another thread lies between what was seen and now; then all else is as it was.
+    // Whether only commits of this process lie between what was seen and now; then all else is as it was.
     bool follow(const CommittedState::Mark& now);
 
     CommittedState state_;

@@ -1,5 +1,8 @@
 #include "platform/local/ownCommit.h"
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <mutex>
 
 namespace local {
@@ -7,7 +10,8 @@ namespace local {
 namespace {
 
 std::mutex g_mutex;
-OwnCommit g_last;
+std::array<OwnCommit, LeafMemory::kFollowed> g_told;
+std::size_t g_next = 0;
 
 }  // namespace
 
@@ -15,24 +19,25 @@ void tellCommit(const CommittedState::Mark& before, const CommittedState::Mark& 
                 std::string_view text)
 {
     if (path.size() > LeafMemory::kLongest || text.size() > LeafMemory::kLongest) {
-        return;  // what stands leads from another state
+        return;  // what stands leads from other states
     }
     const std::lock_guard<std::mutex> lock(g_mutex);
-    g_last.before = before;
-    g_last.after = after;
-    g_last.path.clear();
-    g_last.path.append(path);
-    g_last.text.clear();
-    g_last.text.append(text);
+    OwnCommit& commit = g_told[g_next];
+    g_next = (g_next + 1) % g_told.size();
+    commit.before = before;
+    commit.after = after;
+    commit.path.clear();
+    commit.path.append(path);
+    commit.text.clear();
+    commit.text.append(text);
 }
 
-std::optional<OwnCommit> findCommit(const CommittedState::Mark& before, const CommittedState::Mark& after)
+std::optional<OwnCommit> commitAfter(const CommittedState::Mark& state)
 {
     const std::lock_guard<std::mutex> lock(g_mutex);
-    if (g_last.before != before || g_last.after != after) {
-        return std::nullopt;
-    }
-    return g_last;
+    const auto* found =
+        std::find_if(g_told.begin(), g_told.end(), [&](const OwnCommit& commit) { return commit.before == state; });
+    return found != g_told.end() ? std::optional(*found) : std::nullopt;
 }
 
 }  // namespace local

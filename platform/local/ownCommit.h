@@ -1,7 +1,7 @@
-// The last commit of this process that gave one small leaf another value, told to its other threads: each change is
-// followed by an event, whose thread would find its own memory of the store worthless and read everything anew.
-// Together with the tick of StoreConnection it takes a command that changes a setting from 137 to 124 us, on a disk in
-// memory. Kept once for all stores: the states of two never agree, each holding 64 random bits.
+// The latest commits of this process that gave one small leaf another value each, told to its other threads: each
+// change is followed by an event, whose thread would find its own memory of the store worthless and read everything
+// anew. Together with the tick of StoreConnection it takes a command that changes a setting from 137 to 124 us, on a
+// disk in memory. Kept once for all stores: the states of two never agree, each holding 64 random bits.
 #pragma once
 
 #include <optional>
@@ -24,7 +24,7 @@ struct OwnCommit {
 void tellCommit(const CommittedState::Mark& before, const CommittedState::Mark& after, std::string_view path,
                 std::string_view text);
 
-/// The commit that lies between the two states, when it is exactly that one.
-std::optional<OwnCommit> findCommit(const CommittedState::Mark& before, const CommittedState::Mark& after);
+/// The commit that was made on that state.
+std::optional<OwnCommit> commitAfter(const CommittedState::Mark& state);
 
 }  // namespace local

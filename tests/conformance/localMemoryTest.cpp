@@ -266,8 +266,24 @@ TEST_F(LocalMemory, KeepsTheRestAfterACommitOfAnotherThread)
     EXPECT_EQ(known("a.n"), "2");
     EXPECT_EQ(known("a.m"), "1");
 
-    // Two in a row: only the last is told.
+    // A few in a row are followed, the last counts; of more, the first have been forgotten.
+    for (int i = 0; i < LeafMemory::kFollowed; ++i) {
+        change(std::to_string(10 + i));
+    }
+    EXPECT_EQ(known("a.m"), "1");
+    EXPECT_EQ(known("a.n"), std::to_string(10 + LeafMemory::kFollowed - 1));
+    for (int i = 0; i <= LeafMemory::kFollowed; ++i) {
+        change(std::to_string(20 + i));
+    }
+    EXPECT_EQ(known("a.n"), "unknown");
+    EXPECT_EQ(known("a.m"), "unknown");
+    change("4");
+
+    // Somebody else's among them.
+    read("a.n", "4");
+    read("a.m", "1");
     change("3");
+    set(other, "a.m", "2");
     change("4");
     EXPECT_EQ(known("a.n"), "unknown");
     EXPECT_EQ(known("a.m"), "unknown");
