@@ -4,10 +4,12 @@ stopped, so that only one of them has the processor."""
 import ctypes
 import os
 import re
+import select
 import signal
 import socket
 import sqlite3
 import subprocess
+import termios
 import time
 import tty
 
@@ -33,6 +35,14 @@ class Terminal:
         tty.setraw(self.slave)
         os.set_inheritable(self.master, True)
         self.name = os.ttyname(self.slave)
+
+    def speed(self):
+        return termios.tcgetattr(self.slave)[5]
+
+    def set_speed(self, speed):
+        attributes = termios.tcgetattr(self.slave)
+        attributes[4] = attributes[5] = speed
+        termios.tcsetattr(self.slave, termios.TCSANOW, attributes)
 
 
 _started = []
@@ -108,6 +118,9 @@ def fill_store(path, leaves):
     store.close()
 
 
+SPEED = termios.B115200  # of either role's port in the factory state; what is typed before it is set is lost
+
+
 class Receiver:
     """Stores, a bus and a console of one role at a terminal."""
 
@@ -128,32 +141,30 @@ class Receiver:
         self.console = None
 
     def start(self, errors=subprocess.DEVNULL, wrapper=()):
+        self.terminal.set_speed(termios.B9600)
         self.console = Program([*wrapper, f"{self.binaries}/{self.role}", self.terminal.name], self.environment, errors)
+        self.await_port()
         if self.role == "externalComd":
             self.await_answer()
         else:
             time.sleep(0.5)
         return self
 
-    def await_answer(self, seconds=20):
+    def await_port(self):
+        def is_open():
+            if not self.console.running():
+                raise RuntimeError("the console ended")
+            return self.terminal.speed() == SPEED
+        wait_for(is_open, "the console's port", 120)
+
+    def await_answer(self):
+        """Types one line, whose reply is all that comes: how often it asked is no part of a measurement."""
+        os.write(self.terminal.master, b"help Lock\r")
         answer = b""
-        os.set_blocking(self.terminal.master, False)
-        deadline = time.monotonic() + seconds
-        while b"Lock  " not in answer:
-            if time.monotonic() > deadline or not self.console.running():
-                raise RuntimeError("the console does not answer")
-            os.write(self.terminal.master, b"help Lock\r")
-            time.sleep(0.2)
-            try:
-                answer += os.read(self.terminal.master, 65536)
-            except BlockingIOError:
-                pass
-        time.sleep(0.2)
-        try:
-            os.read(self.terminal.master, 65536)
-        except BlockingIOError:
-            pass
-        os.set_blocking(self.terminal.master, True)
+        while not answer.endswith(b"\n"):
+            if not select.select([self.terminal.master], [], [], 120)[0]:
+                raise RuntimeError(f"the console does not answer, but: {answer}")
+            answer += os.read(self.terminal.master, 65536)
 
 
 def free_port():
