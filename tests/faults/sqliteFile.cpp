@@ -10,12 +10,16 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "support/waiting.h"
+
 SqliteFile::SqliteFile(const std::string& path)
 {
     if (sqlite3_open_v2(path.c_str(), &database_, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK) {
         sqlite3_close(database_);
         throw std::runtime_error("cannot open " + path);
     }
+    // An engine's thread may be at work at the log.
+    sqlite3_busy_timeout(database_, static_cast<int>(std::chrono::milliseconds(kPatience).count()));
 }
 
 SqliteFile::~SqliteFile()
