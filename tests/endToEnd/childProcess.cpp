@@ -2,8 +2,8 @@
 
 #include <cerrno>
 #include <csignal>
-#include <fstream>
-#include <sstream>
+#include <ctime>
+#include <stdexcept>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <system_error>
@@ -100,19 +100,12 @@ int ChildProcess::wait()
     return *exit_;
 }
 
-long ChildProcess::cpuTicks() const
+std::chrono::nanoseconds ChildProcess::cpuTime() const
 {
-    // proc(5): the 14th and 15th field; the 2nd is in parentheses and may hold blanks.
-    std::ifstream file("/proc/" + std::to_string(pid_) + "/stat");
-    std::string text;
-    std::getline(file, text);
-    std::istringstream fields(text.substr(text.rfind(')') + 1));
-    std::string skipped;
-    for (int field = 3; field < 14; ++field) {
-        fields >> skipped;
+    clockid_t clock{};
+    timespec used{};
+    if (::clock_getcpuclockid(pid_, &clock) != 0 || ::clock_gettime(clock, &used) != 0) {
+        throw std::runtime_error("no CPU time of a program");
     }
-    long user = 0;
-    long system = 0;
-    fields >> user >> system;
-    return user + system;
+    return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
 }

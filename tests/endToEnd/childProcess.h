@@ -1,6 +1,7 @@
 // A program started by a test. It does not outlive its object.
 #pragma once
 
+#include <chrono>
 #include <map>
 #include <optional>
 #include <string>
@@ -29,8 +30,8 @@ public:
     void signal(int number) const;
     /// The exit status, or 128 + n when signal n ended it. Throws when it does not end within 20 s.
     int wait();
-    /// CPU time used so far, in clock ticks of 10 ms.
-    [[nodiscard]] long cpuTicks() const;
+    /// CPU time used so far.
+    [[nodiscard]] std::chrono::nanoseconds cpuTime() const;
 
 private:
     void collect(int status);

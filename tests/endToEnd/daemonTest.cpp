@@ -6,7 +6,7 @@
 int callMethod(const std::string& service, const std::string& method, const std::optional<std::string>& text)
 {
     return aside([&] {
-        return lpc_proxy_call(service.c_str(), method.c_str(), text ? text->c_str() : nullptr) == 0 ? 0 : errno;
+        return callPatiently(service.c_str(), method.c_str(), text ? text->c_str() : nullptr) == 0 ? 0 : errno;
     });
 }
 

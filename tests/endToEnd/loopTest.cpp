@@ -34,10 +34,47 @@ protected:
         console.waitForPrinted("totalLenFor900X=", from);
         console.passLoop();
     }
+
+    // Types what takes a while and returns what came up to the end of the reply `until`. A machine so busy that this
+    // test does not get to typing for three seconds, or to reading for two, does not count.
+    static std::string answerInOneGo(Console& console, const std::string& typed, const std::string& until)
+    {
+        constexpr int kTries = 5;
+        for (int tries = 1;; ++tries) {
+            const std::size_t from = console.log().size();
+            std::string came;
+            std::string failure;
+            try {
+                came = console.answer(typed, until);
+            } catch (const std::exception& error) {
+                failure = error.what();
+            }
+            const bool late =
+                console.log().holds("] free!", from) || console.log().holds("write: Connection timed out", from);
+            if (!late || tries == kTries) {
+                EXPECT_EQ(failure, "");
+                return came;
+            }
+            console.line().type("\r");
+            console.passLoop();
+            console.line().takeOutput();
+        }
+    }
 };
 
 // Tests in which a pause of seconds is under test.
-class SlowLoop : public Loop {};
+class SlowLoop : public Loop {
+protected:
+    // How much of a processor it uses while nothing happens.
+    static double loadOfARest(Console& console)
+    {
+        const auto start = steady_clock::now();
+        const auto before = console.process().cpuTime();
+        std::this_thread::sleep_for(std::chrono::seconds(1));  // the rest is under test
+        const auto used = console.process().cpuTime() - before;
+        return std::chrono::duration<double>(used) / std::chrono::duration<double>(steady_clock::now() - start);
+    }
+};
 
 using Strings = std::vector<std::string>;
 
@@ -70,7 +107,8 @@ TEST_F(Loop, forwardsEveryByteOfABurst)
 TEST_F(Loop, forwardsWholePairsOfALongBurstAlone)
 {
     Console link(device_, kInternal);
-    for (const std::size_t length : {340U, 341U, 342U, 1'000U, 3'000U}) {
+    // The kernel hands over at most 1,792 bytes in one piece; behind them a busy machine may make a pause.
+    for (const std::size_t length : {340U, 341U, 342U, 1'000U, 1'700U}) {
         typeBurst(link, std::string(length, 'A'));
         std::string hex;
         for (std::size_t i = 0; i < std::min<std::size_t>(length, 341); ++i) {
@@ -177,7 +215,7 @@ TEST_F(Loop, dropsAPartialLineWhenTheLinkChanges)
 TEST_F(Loop, keepsTheBeginningOfALineOf100000BytesAndTheNextLineWhole)
 {
     Console console(device_, kExternal);
-    const std::string reply = console.answer(std::string(100'000, 'x') + "\rnonsense\r", "(nonsense)\r\n");
+    const std::string reply = answerInOneGo(console, std::string(100'000, 'x') + "\rnonsense\r", "(nonsense)\r\n");
     EXPECT_EQ(reply, "Command FAILED: (" + std::string(9'999, 'x') + ")\r\nCommand FAILED: (nonsense)\r\n");
 }
 
@@ -191,7 +229,7 @@ TEST_F(Loop, answersEveryLineOfAFlood)
         typed += "nonsense " + std::to_string(i) + "\r";
         expected += "Command FAILED: (nonsense " + std::to_string(i) + ")\r\n";
     }
-    EXPECT_EQ(console.answer(typed, "nonsense " + std::to_string(kLines - 1) + ")\r\n"), expected);
+    EXPECT_EQ(answerInOneGo(console, typed, "nonsense " + std::to_string(kLines - 1) + ")\r\n"), expected);
 }
 
 // A far end that sends and never reads: the daemon must not stop at it.
@@ -234,10 +272,7 @@ TEST_F(SlowLoop, waitsQuietlyWithoutItsService)
     console.process().signal(SIGINT);
     console.waitForPrinted("lpc_service_destroy(gService)");
     const std::size_t printed = console.log().size();
-    const long before = console.process().cpuTicks();
-    std::this_thread::sleep_for(std::chrono::seconds(1));  // the rest is under test
-    constexpr long kTicks = 20;                            // of 10 ms
-    EXPECT_LT(console.process().cpuTicks() - before, kTicks);
+    EXPECT_LT(loadOfARest(console), 0.2);
     EXPECT_FALSE(console.log().holds("select success!", printed));
 }
 
@@ -245,7 +280,8 @@ TEST_F(Loop, isFreeForANewServiceOfTheNameAfterAnInterrupt)
 {
     Console first(device_, kExternal);
     first.process().signal(SIGINT);
-    first.waitForPrinted("lpc_service_destroy(gService)");
+    first.waitForPrinted("lpc_service_destroy(gService)");  // it says so first
+    waitFor("the name to be free", [] { return callMethod(kExternalService, "wpDispBtn", "RS232zone") != 0; });
     Console second(device_, kExternal);
     EXPECT_EQ(second.answer("nonsense\r", "\n"), "Command FAILED: (nonsense)\r\n");
     EXPECT_EQ(first.answer("nonsense\r", "\n"), "Command FAILED: (nonsense)\r\n");
@@ -266,10 +302,7 @@ TEST_F(SlowLoop, goesOnQuietlyWhenTheBusGoesAway)
     console.waitForPrinted("lpc_service_on_connect");
     EXPECT_EQ(console.answer("nonsense\r", "\n"), "Command FAILED: (nonsense)\r\n");
     const std::size_t printed = console.log().size();
-    const long before = console.process().cpuTicks();
-    std::this_thread::sleep_for(std::chrono::seconds(1));  // the rest is under test
-    constexpr long kTicks = 30;                            // of 10 ms
-    EXPECT_LT(console.process().cpuTicks() - before, kTicks);
+    EXPECT_LT(loadOfARest(console), 0.3);
     EXPECT_FALSE(console.log().holds("lpc_service_on_connect", printed));
     EXPECT_FALSE(console.log().holds("eventbus_on_data_available", printed));
 }
@@ -280,10 +313,7 @@ TEST_F(SlowLoop, outlivesASerialDeviceThatHangsUp)
     console.line().hangUp();
     console.waitForPrinted("is gone");
     EXPECT_EQ(callMethod(kExternalService, "wpDispBtn", "RS232zone"), 0);
-    const long before = console.process().cpuTicks();
-    std::this_thread::sleep_for(std::chrono::seconds(1));  // the rest is under test
-    constexpr long kTicks = 30;                            // of 10 ms
-    EXPECT_LT(console.process().cpuTicks() - before, kTicks);
+    EXPECT_LT(loadOfARest(console), 0.3);
 }
 
 // Two instances

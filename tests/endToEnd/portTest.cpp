@@ -170,10 +170,10 @@ protected:
         passListener();
         unplug();
         const std::size_t from = log_.size();
-        const long ticks = process_->cpuTicks();
+        const auto before = process_->cpuTime();
         const auto begun = steady_clock::now();
         std::this_thread::sleep_for(time);  // the rest is under test
-        const milliseconds used{(process_->cpuTicks() - ticks) * 10};
+        const auto used = std::chrono::duration_cast<milliseconds>(process_->cpuTime() - before);
         const auto rest = std::chrono::duration_cast<milliseconds>(steady_clock::now() - begun);
         RecordProperty("cpuMs", static_cast<int>(used.count()));
         EXPECT_LT(used, rest / 100);
@@ -337,7 +337,7 @@ TEST_P(StalledReader, costsTwoSecondsOnce)
         expectOneMoreGivenUp([this] { EXPECT_EQ(callToWrite("nonsense"), 0); });
     }
     passListener();
-    EXPECT_LT(steady_clock::now() - begun, seconds(10));  // far from two each, also on a busy machine
+    EXPECT_LT(steady_clock::now() - begun, seconds(20));  // far from two each, also on a busy machine
 }
 
 TEST_P(StalledReader, isToldOfEveryKindOfTextThatItCosts)

@@ -266,3 +266,14 @@ void TestDevice::waitForEvent(const std::string& topic, const std::optional<std:
         throw std::runtime_error("no event " + topic + " " + payload.value_or("without payload"));
     }
 }
+
+int callPatiently(const char* service, const char* method, const char* params)
+{
+    constexpr auto kPatienceMs = std::chrono::milliseconds(kPatience).count();
+    lpc_completion* call = lpc_proxy_call_with_reply(service, method, params);
+    const int result = call != nullptr ? lpc_completion_wait(call, static_cast<int>(kPatienceMs)) : -1;
+    const int error = errno;
+    lpc_completion_destroy(call);
+    errno = error;
+    return result;
+}

@@ -91,3 +91,7 @@ private:
     UniqueFd stop_;
     std::vector<std::thread> threads_;
 };
+
+/// Calls a method as lpc_proxy_call() does, with the patience of tests: an answer may come after more than 3 s from a
+/// daemon that is starved.
+int callPatiently(const char* service, const char* method, const char* params);
