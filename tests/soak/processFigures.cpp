@@ -5,6 +5,8 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "support/waiting.h"
+
 namespace {
 
 std::ptrdiff_t entries(const std::string& directory)
@@ -30,6 +32,10 @@ long privateDirty(const std::string& process)
 void ProcessFigures::sample()
 {
     const std::string process = "/proc/" + std::to_string(pid_) + "/";
+    // The engine tends a store's log in a thread with descriptors of its own, which may be at work yet. A thread that
+    // stays is waited for once.
+    const auto isIdle = [&] { return samples_.empty() || entries(process + "task") <= samples_.back().threads; };
+    static_cast<void>(becomesTrue(isIdle));
     samples_.push_back({privateDirty(process), entries(process + "fd"), entries(process + "task")});
 }
 
