@@ -323,7 +323,7 @@ TEST_F(Bench, KeepsCommandsFromChangingTheMachine)
     bench->awaitError("[command] killall *cmdd\n");
     bench->awaitError("[command] reboot -f\n");
     bench->awaitError("[command] shutdown now\n");
-    EXPECT_EQ(run({"/bin/sh", "-c", "date +%Y"}, inside).output, run({"/bin/date", "+%Y"}, {}).output);
+    EXPECT_EQ(run({"/bin/sh", "-c", "date -u -d @0 +%Y"}, inside).output, "1970\n");
     EXPECT_TRUE(bench->running());
 }
 
