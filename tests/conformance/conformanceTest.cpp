@@ -16,6 +16,15 @@ bool eventually(const std::function<bool()>& condition)
     return true;
 }
 
+bool isOnceDoneWithin(double seconds, const std::function<void()>& work)
+{
+    return eventually([&] {
+        const Stopwatch watch;
+        work();
+        return watch.seconds() < seconds;
+    });
+}
+
 bool isReadable(int fd, std::chrono::milliseconds within)
 {
     pollfd waiting{.fd = fd, .events = POLLIN, .revents = 0};

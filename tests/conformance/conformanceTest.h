@@ -18,9 +18,15 @@
 #include "platform/store.h"
 
 inline constexpr std::chrono::seconds kLongEnough{20};
+/// What waits for 3 s or 5 s is back within so many seconds, also on a machine that stands still for some of them.
+inline constexpr double kNotForEver = 15.0;
 
 /// False when the condition does not come true within kLongEnough.
 bool eventually(const std::function<bool()>& condition);
+
+/// Does something over and over until it is once done within so many seconds: a machine that stands still for a moment
+/// makes it late, but not each time. False when it is late for kLongEnough.
+bool isOnceDoneWithin(double seconds, const std::function<void()>& work);
 
 /// Whether the descriptor is readable now, or becomes so within the time.
 bool isReadable(int fd, std::chrono::milliseconds within = std::chrono::milliseconds(0));

@@ -216,14 +216,14 @@ TEST_F(EventBus, WithoutABusPublishingFailsAtOnceUntilItIsBack)
 {
     ASSERT_EQ(eventbus_publish("topic", "before"), 0);
     engine->killBus();
-    const Stopwatch watch;
-    for (int i = 0; i < 100; ++i) {
-        errno = 0;
-        EXPECT_NE(eventbus_publish("topic", "lost"), 0);
-        EXPECT_NE(errno, 0);
-    }
-    EXPECT_EQ(eventbus_open(), nullptr);
-    EXPECT_LT(watch.seconds(), 1.0);
+    EXPECT_TRUE(isOnceDoneWithin(1.0, [] {
+        for (int i = 0; i < 100; ++i) {
+            errno = 0;
+            EXPECT_NE(eventbus_publish("topic", "lost"), 0);
+            EXPECT_NE(errno, 0);
+        }
+        EXPECT_EQ(eventbus_open(), nullptr);
+    }));
 
     engine->startBus();
     Listener listener({"topic"});
@@ -254,10 +254,8 @@ TEST_F(EventBus, AHungBusDoesNotHoldAPublisherForEver)
         longest = std::max(longest, watch.seconds());
     }
     EXPECT_NE(result, 0);
-    EXPECT_LT(longest, 5.0);
-    const Stopwatch watch;
-    EXPECT_NE(eventbus_publish("topic", "at once"), 0);
-    EXPECT_LT(watch.seconds(), 0.5);
+    EXPECT_LT(longest, kNotForEver);
+    EXPECT_TRUE(isOnceDoneWithin(0.5, [] { EXPECT_NE(eventbus_publish("topic", "at once"), 0); }));
     engine->thawBus();
     EXPECT_TRUE(eventually([] { return eventbus_publish("topic", "after") == 0; }));
 }

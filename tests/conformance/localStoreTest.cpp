@@ -92,11 +92,9 @@ TEST_F(LocalStore, AnUpdateThatChangesNothingWritesNothing)
 {
     ASSERT_EQ(user_config_update(R"({"a":{"b":1,"c":"x"}})"), 0);
     Sqlite other("settings.db");
-    other.run("BEGIN IMMEDIATE");  // a writer would have to wait for it
-    const Stopwatch watch;
+    other.run("BEGIN IMMEDIATE");  // a writer would wait for it, and in vain
     EXPECT_EQ(user_config_update(R"({"a":{"b":1,"c":"x"}})"), 0);
     EXPECT_EQ(user_config_update(R"({"a":{"c":"x"}})"), 0);
-    EXPECT_LT(watch.seconds(), 1.0);
     const auto size = fs::file_size(local::storeDirectory() + "/settings.db-wal");
     other.run("ROLLBACK");
     EXPECT_EQ(user_config_update(R"({"a":{"b":1}})"), 0);
@@ -107,10 +105,8 @@ TEST_F(LocalStore, ReadersPassAHeldWriteLock)
 {
     ASSERT_EQ(user_config_update(R"({"a":{"b":1}})"), 0);
     Sqlite other("settings.db");
-    other.run("BEGIN IMMEDIATE; UPDATE leaf SET value = '2'");
-    const Stopwatch watch;
+    other.run("BEGIN IMMEDIATE; UPDATE leaf SET value = '2'");  // who waited for it would wait in vain
     EXPECT_EQ(kSettings.integer(R"({"a":{"b":0}})"), 1);
-    EXPECT_LT(watch.seconds(), 1.0);
     other.run("COMMIT");
     EXPECT_EQ(kSettings.integer(R"({"a":{"b":0}})"), 2);
 }
@@ -120,11 +116,11 @@ TEST_F(LocalStore, AWriterWaitsForAHeldLock)
     ASSERT_EQ(user_config_update(R"({"a":{"b":1}})"), 0);
     Sqlite other("settings.db");
     other.run("BEGIN IMMEDIATE");
+    const Stopwatch watch;
     std::thread release([&] {
         std::this_thread::sleep_for(std::chrono::milliseconds(1'000));  // the wait is what is tested
         other.run("ROLLBACK");
     });
-    const Stopwatch watch;
     EXPECT_EQ(user_config_update(R"({"a":{"b":2}})"), 0);
     EXPECT_GE(watch.seconds(), 0.9);
     release.join();
@@ -140,7 +136,7 @@ TEST_F(LocalStore, AWriterGivesUpAfterFiveSeconds)
     EXPECT_NE(user_config_update(R"({"a":{"b":2}})"), 0);
     EXPECT_EQ(errno, EBUSY);
     EXPECT_GE(watch.seconds(), 4.5);
-    EXPECT_LT(watch.seconds(), 8.0);
+    EXPECT_LT(watch.seconds(), kNotForEver);
     other.run("ROLLBACK");
     EXPECT_EQ(kSettings.integer(R"({"a":{"b":0}})"), 1);
     EXPECT_EQ(user_config_update(R"({"a":{"b":3}})"), 0);

@@ -15,6 +15,8 @@
 #include "platform/lpc.h"
 #include "platform/store.h"
 
+#include "patientUpdate.h"
+
 namespace {
 
 using Words = std::vector<std::string>;
@@ -36,7 +38,9 @@ void waitForGo()
 
 int update(const std::string& store, const std::string& document)
 {
-    return store == "Settings" ? user_config_update(document.c_str()) : user_status_update(document.c_str());
+    return updateAmongOthers([&] {
+        return store == "Settings" ? user_config_update(document.c_str()) : user_status_update(document.c_str());
+    });
 }
 
 // update STORE DOCUMENT: says ready, waits for the go, updates.

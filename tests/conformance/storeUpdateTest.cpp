@@ -245,12 +245,13 @@ TEST_P(StoreUpdate, WithoutABusAnUpdateStillCounts)
 {
     ASSERT_EQ(store.update(R"({"t":{"a":1}})"), 0);
     engine->killBus();
-    const Stopwatch watch;
-    for (int i = 2; i <= 100; ++i) {
-        ASSERT_EQ(store.update((R"({"t":{"a":)" + std::to_string(i) + "}}").c_str()), 0);
-    }
-    EXPECT_EQ(store.integer(R"({"t":{"a":0}})"), 100);
-    EXPECT_LT(watch.seconds(), 10.0);
+    int last = 1;
+    EXPECT_TRUE(isOnceDoneWithin(10.0, [&] {
+        for (int i = 0; i < 30; ++i) {
+            ASSERT_EQ(store.update((R"({"t":{"a":)" + std::to_string(++last) + "}}").c_str()), 0);
+        }
+    }));
+    EXPECT_EQ(store.integer(R"({"t":{"a":0}})"), last);
 }
 
 }  // namespace
