@@ -2,7 +2,8 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <fstream>
+#include <chrono>
+#include <cstdint>
 #include <string>
 #include <thread>
 
@@ -19,8 +20,73 @@
 
 namespace {
 
+using std::chrono::milliseconds;
+using std::chrono::nanoseconds;
+using std::chrono::steady_clock;
+
+// The time of the threads that write. It passes as a test has it pass, so that no writer loses its patience because the
+// machine, or the far end's thread, stands still.
+class WritersTime {
+public:
+    // This thread writes, for the object's lifetime.
+    class Thread {
+    public:
+        Thread() { writes_ = true; }
+        ~Thread() { writes_ = false; }
+        Thread(const Thread&) = delete;
+        Thread& operator=(const Thread&) = delete;
+    };
+
+    static bool isOfThisThread() { return writes_; }
+    static steady_clock::time_point now() { return steady_clock::time_point(nanoseconds(nowNs_)); }
+    static steady_clock::time_point look()
+    {
+        nowNs_ += perLookNs_;
+        ++looks_;
+        return now();
+    }
+
+    static void pass(nanoseconds time) { nowNs_ += time.count(); }
+    // How much passes from one look of a writer to the next.
+    static void passPerLook(nanoseconds time) { perLookNs_ = time.count(); }
+    // A writer looks once for each write for which there was no room.
+    static int looks() { return looks_; }
+
+private:
+    static constexpr std::int64_t kStart = 1'000'000'000;
+
+    static inline thread_local bool writes_ = false;
+    static inline std::atomic<std::int64_t> nowNs_{kStart};
+    static inline std::atomic<std::int64_t> perLookNs_{0};
+    static inline std::atomic<int> looks_{0};
+};
+
+}  // namespace
+
+// The wrapped call; see the link options.
+steady_clock::time_point realSteadyNow() asm("__real__ZNSt6chrono3_V212steady_clock3nowEv");
+steady_clock::time_point wrappedSteadyNow() asm("__wrap__ZNSt6chrono3_V212steady_clock3nowEv");
+
+steady_clock::time_point wrappedSteadyNow()
+{
+    return WritersTime::isOfThisThread() ? WritersTime::look() : realSteadyNow();
+}
+
+namespace {
+
 class ReplyWriter : public testing::Test {
 protected:
+    ~ReplyWriter() override { WritersTime::passPerLook({}); }
+
+    template <class Work>
+    static std::thread startWriter(Work work)
+    {
+        return std::thread([work] {
+            const WritersTime::Thread writes;
+            work();
+        });
+    }
+
     // Fills the port until it takes no more.
     void fillPort()
     {
@@ -76,7 +142,7 @@ TEST_F(ReplyWriter, reportsAFailedWriteAndReturns1AllTheSame)
 TEST_F(ReplyWriter, waitsForAFarEndThatReadsSlowly)
 {
     fillPort();
-    std::thread writer([] { EXPECT_EQ(uartReply("late\r\n"), 1); });
+    std::thread writer = startWriter([] { EXPECT_EQ(uartReply("late\r\n"), 1); });
     std::string seen;
     EXPECT_TRUE(becomesTrue([&] {
         seen += console_.takeReplies();
@@ -85,26 +151,14 @@ TEST_F(ReplyWriter, waitsForAFarEndThatReadsSlowly)
     writer.join();
 }
 
-// True while a thread of this process waits in the kernel; proc(5), the field after the name.
-bool isAsleep(pid_t thread)
-{
-    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
-    std::string text;
-    std::getline(file, text);
-    return text.find(") S ") != std::string::npos;
-}
-
 // A driver with a full buffer calls itself writable only once it is nearly empty; this far end never gets there.
 TEST_F(ReplyWriter, keepsOnWithALineThatTakesALittleNowAndThen)
 {
     fillPort();
     pollfd port{console_.get().uart.hold()->fd, POLLOUT, 0};
-    std::atomic<pid_t> thread = 0;
-    std::thread writer([&] {
-        thread = ::gettid();
-        EXPECT_EQ(uartReply("late\r\n"), 1);
-    });
-    EXPECT_TRUE(becomesTrue([&] { return thread != 0 && isAsleep(thread); }));
+    const int looksBefore = WritersTime::looks();
+    std::thread writer = startWriter([] { EXPECT_EQ(uartReply("late\r\n"), 1); });
+    EXPECT_TRUE(becomesTrue([&] { return WritersTime::looks() > looksBefore; }));
     char little[4096];
     EXPECT_GT(::read(console_.farEnd(), little, sizeof little), 0);
     EXPECT_EQ(::poll(&port, 1, 0), 0);
@@ -112,18 +166,17 @@ TEST_F(ReplyWriter, keepsOnWithALineThatTakesALittleNowAndThen)
     EXPECT_TRUE(console_.takeReplies().ends_with("late\r\n"));
 }
 
-// The pace is under test: the bytes take longer than a text without progress may.
+// The bytes take longer than a text without progress may.
 TEST_F(ReplyWriter, takesTheTimeThatASlowLineTakes)
 {
     PseudoTerminal line;
     console_.get().uart.replace(uart_open2(line.device().c_str(), 9600, 8, 1, 0, kFlowNone));
     fillPort();
     const std::string bytes(60'000, 'a');
-    const auto begun = std::chrono::steady_clock::now();
+    const auto begun = WritersTime::now();
     std::atomic<bool> written = false;
-    std::thread writer([&] {
+    std::thread writer = startWriter([&] {
         EXPECT_EQ(uartWriteRaw(bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
-        EXPECT_GT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(2));
         written = true;
     });
     std::string seen;
@@ -131,9 +184,13 @@ TEST_F(ReplyWriter, takesTheTimeThatASlowLineTakes)
     while (!written) {
         const ssize_t length = ::read(line.fd(), little, sizeof little);
         seen.append(little, length > 0 ? static_cast<std::size_t>(length) : 0);
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        // At its second look from here on the writer has made use of the room.
+        const int looks = WritersTime::looks();
+        waitFor("the writer", [&] { return written || WritersTime::looks() >= looks + 2; });
+        WritersTime::pass(milliseconds(100));
     }
     writer.join();
+    EXPECT_GT(WritersTime::now() - begun, std::chrono::seconds(4));
     seen += line.takeOutput();
     EXPECT_EQ(seen.substr(seen.find_first_not_of('.')), bytes);
 }
@@ -146,8 +203,8 @@ TEST_F(ReplyWriter, keepsTextsOfTwoThreadsApart)
     fillPort();
     const std::string one(9'000, 'a');
     const std::string other(9'000, 'b');
-    std::thread writerOfOne([&] { EXPECT_EQ(uartReply("%s", one.c_str()), 1); });
-    std::thread writerOfOther([&] { EXPECT_EQ(uartReply("%s", other.c_str()), 1); });
+    std::thread writerOfOne = startWriter([&] { EXPECT_EQ(uartReply("%s", one.c_str()), 1); });
+    std::thread writerOfOther = startWriter([&] { EXPECT_EQ(uartReply("%s", other.c_str()), 1); });
     std::string seen;
     char little[500];
     const auto count = [&](char of) { return std::count(seen.begin(), seen.end(), of); };
@@ -162,34 +219,37 @@ TEST_F(ReplyWriter, keepsTextsOfTwoThreadsApart)
     EXPECT_TRUE(texts == one + other || texts == other + one);
 }
 
-// The pause is under test: a far end that reads nothing costs two seconds once, not for each reply.
+// A far end that reads nothing costs two seconds once, not for each reply.
 TEST_F(ReplyWriter, givesAFarEndUpThatReadsNothingAndComesBackToIt)
 {
     fillPort();
     testing::internal::CaptureStderr();
-    EXPECT_EQ(uartReply("lost\r\n"), 1);
-    const auto start = std::chrono::steady_clock::now();
-    for (int i = 0; i < 100; ++i) {
+    {
+        const WritersTime::Thread writes;
+        WritersTime::passPerLook(milliseconds(100));
+        const auto start = WritersTime::now();
         EXPECT_EQ(uartReply("lost\r\n"), 1);
+        const auto givenUp = WritersTime::now();
+        EXPECT_GE(givenUp - start, std::chrono::seconds(2));
+        for (int i = 0; i < 100; ++i) {
+            EXPECT_EQ(uartReply("lost\r\n"), 1);
+        }
+        EXPECT_LT(WritersTime::now() - givenUp, std::chrono::seconds(10));
+        WritersTime::passPerLook({});
     }
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
     EXPECT_NE(testing::internal::GetCapturedStderr().find("write: "), std::string::npos);
     EXPECT_EQ(console_.takeReplies().find("lost"), std::string::npos);
     uartReply("back\r\n");
     EXPECT_EQ(console_.takeReplies(), "back\r\n");
-    // It is waited for again. A machine so busy that the pause takes half the patience does not count.
-    waitFor("a short pause", [&] {
-        fillPort();
-        const auto filled = std::chrono::steady_clock::now();
-        std::thread writer([] { EXPECT_EQ(uartReply("late\r\n"), 1); });
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));  // the pause is under test
-        std::string seen = console_.takeReplies();
-        const bool inTime = std::chrono::steady_clock::now() - filled < std::chrono::seconds(1);
-        writer.join();
-        seen += console_.takeReplies();
-        EXPECT_TRUE(!inTime || seen.ends_with("late\r\n"));
-        return inTime;
-    });
+    // It is waited for again.
+    fillPort();
+    const int looks = WritersTime::looks();
+    std::thread writer = startWriter([] { EXPECT_EQ(uartReply("late\r\n"), 1); });
+    EXPECT_TRUE(becomesTrue([&] { return WritersTime::looks() > looks + 1; }));
+    std::string seen = console_.takeReplies();
+    writer.join();
+    seen += console_.takeReplies();
+    EXPECT_TRUE(seen.ends_with("late\r\n"));
 }
 
 // A reader at the far end never sees half a reply where one write can take it all.
@@ -216,7 +276,7 @@ TEST_F(ReplyWriter, writesEachTextInOnePiece)
 TEST_F(ReplyWriter, writesToThePortThatItHoldsWhileItIsReplaced)
 {
     fillPort();
-    std::thread writer([] { uartReply("held\r\n"); });
+    std::thread writer = startWriter([] { uartReply("held\r\n"); });
     const std::weak_ptr<UartPort> old = console_.get().uart.hold();
     console_.closePort();
     std::string seen;
