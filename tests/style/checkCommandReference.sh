@@ -14,8 +14,9 @@ compare docs/commands.md
 compare packaging/man/receiver-commands.7
 stale=$failed
 # Every key of the JSON form is explained.
+explained=$(sed -n '/^## The keys of/,$p' docs/commands.md)
 for key in $(grep -oE '"[A-Za-z]+":' docs/commands.json | tr -d '":' | sort -u); do
-    if ! sed -n '/^## The keys of/,$p' docs/commands.md | grep -qF -e "\`$key\`"; then
+    if ! grep -qF -e "\`$key\`" <<<"$explained"; then
         echo "docs/commands.md does not explain the key $key of commands.json" >&2
         failed=1
     fi

@@ -58,19 +58,23 @@ bool SerialConsole::gapSeen(std::size_t logStart) const
 }
 
 // A CR either still joins a silent burst, which it does not change, or makes a burst that is seen.
-void SerialConsole::typeReturnsUntilGap(std::size_t logStart)
+// The gap counts only when all of them have been read before it: the last one would be a burst of the next step.
+void SerialConsole::typeReturnsUntilGap()
 {
-    constexpr std::chrono::milliseconds kFewGaps{100};
+    std::chrono::milliseconds fewGaps{100};
     await("the quiet gap of a handshake", [&] {
         send("\r");
-        return becomesTrueWithin(kFewGaps, [&] { return gapSeen(logStart); });
+        awaitAllRead();
+        passLoop();
+        const std::size_t read = logSize();
+        fewGaps *= 2;  // a busy console takes longer, and each CR puts the gap off
+        return becomesTrueWithin(fewGaps / 2, [&] { return logFrom(read).find(kGapLine) != std::string::npos; });
     });
-    awaitAllRead();
 }
 
 void SerialConsole::endBurst()
 {
-    typeReturnsUntilGap(logSize());
+    typeReturnsUntilGap();
     passLoop();
     openBurst_.clear();
 }
@@ -89,7 +93,7 @@ bool SerialConsole::typeAndSettle(const std::string& bytes)
         return false;
     }
     if (maybeSilent) {
-        typeReturnsUntilGap(logStart);
+        typeReturnsUntilGap();
     } else {
         await("a quiet gap", [&] { return gapSeen(logStart); });
     }

@@ -44,7 +44,7 @@ protected:
 
 private:
     bool gapSeen(std::size_t logStart) const;
-    void typeReturnsUntilGap(std::size_t logStart);
+    void typeReturnsUntilGap();
 
     bool internalRole_;
     std::string openBurst_;
