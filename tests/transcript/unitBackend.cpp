@@ -78,7 +78,7 @@ public:
     lpc_service* roleService = nullptr;
     std::optional<TemporaryDirectory> directory{std::in_place};
     StandIns standIns{directory->path()};
-    bool openBurst = false;  // the last scenario's quiet gap has not been waited for
+    bool openBurst = false;  // something was typed, and no quiet gap has been waited for since
 
 private:
     Process()
@@ -130,9 +130,9 @@ public:
         const CapturedOutput captured(log());
         onTheLoop([this] { takeRole(); });
         if (internalRole() && process_.openBurst) {
-            endBurst();  // the scenario's before, which would be published with this one's
+            endBurst();  // of scenarios before, which would be published with this one's
+            process_.openBurst = false;
         }
-        process_.openBurst = false;
         forgetStartUp();
     }
 
@@ -215,11 +215,10 @@ private:
     void endHalfLine()
     {
         const std::string& burst = openBurst();
-        process_.openBurst = !burst.empty();
+        process_.openBurst = process_.openBurst || !burst.empty();
         const bool harmless =
             burst.empty() || ((burst.back() == '\r' || burst.back() == '\n') && !isSilentBurst(burst));
         if (!harmless) {
-            process_.openBurst = true;
             endBurst();
             process_.openBurst = false;
         }
