@@ -64,6 +64,19 @@ void onADevice(const std::function<void(TestDevice&)>& body)
     }).join();
 }
 
+void onADeviceThatIsRead(const std::function<bool(TestDevice&)>& body)
+{
+    constexpr int kTries = 3;
+    bool read = false;
+    for (int tries = 0; tries < kTries && !read; ++tries) {
+        onADevice([&](TestDevice& device) {
+            read = true;  // what it throws is its result
+            read = body(device);
+        });
+    }
+    EXPECT_TRUE(read) << "a text was given up each time";
+}
+
 Instance::Instance(TestDevice& device, InstanceRole role, const std::vector<std::string>& wrapper)
     : service_(role == InstanceRole::internal ? "lpcExampledNoUse2" : "lpcExampledNoUse")
 {
@@ -97,6 +110,11 @@ void Instance::passListener()
         const std::size_t at = said.find("params=" + marker);
         return at != std::string::npos && said.find(kMarkerRefused, at) != std::string::npos;
     });
+}
+
+bool Instance::hasGivenUp() const
+{
+    return errors_.holds("write: Connection timed out\n", 0);
 }
 
 void Instance::waitForOutput(const std::string& text)

@@ -38,6 +38,8 @@ public:
     void passListener();
     /// Throws when it ended.
     void expectRunning();
+    /// Whether it has given up a text because nobody had read its line for 2 s.
+    [[nodiscard]] bool hasGivenUp() const;
 
 private:
     bool listens();
@@ -65,6 +67,10 @@ EndedProgram runToItsEnd(const TestDevice& device, const std::vector<std::string
 
 /// Runs a test's body with a device, on a thread of its own as the bundled engine asks; what it throws fails the test.
 void onADevice(const std::function<void(TestDevice&)>& body);
+
+/// The same for tests that a daemon sends more than a line holds. A machine so busy that such a test does not get to
+/// reading for 2 s does not count: a body returns false then, and is run again, three times in all.
+void onADeviceThatIsRead(const std::function<bool(TestDevice&)>& body);
 
 /// Calls a method of an instance as a peer does; throws when the call fails.
 void callMethod(const char* service, const char* method, const char* text);

@@ -41,6 +41,12 @@ bool CheckedLine::allRead()
 
 void CheckedLine::read()
 {
+    const std::lock_guard lock(mutex_);
+    take();
+}
+
+void CheckedLine::take()
+{
     rest_ += terminal_.takeOutput();
     for (std::size_t end = rest_.find("\r\n"); end != std::string::npos; end = rest_.find("\r\n")) {
         const std::string text = rest_.substr(0, end);
@@ -58,7 +64,7 @@ void CheckedLine::read()
 bool CheckedLine::complete()
 {
     const std::lock_guard lock(mutex_);
-    read();
+    take();
     return rest_.empty() &&
            std::all_of(expected_.begin(), expected_.end(), [](const auto& kind) { return kind.second.empty(); });
 }
@@ -66,7 +72,7 @@ bool CheckedLine::complete()
 bool CheckedLine::answered()
 {
     const std::lock_guard lock(mutex_);
-    read();
+    take();
     return expected_[""].empty();
 }
 

@@ -20,9 +20,12 @@ public:
     /// Types bytes; what the daemon writes meanwhile is kept.
     void type(const std::string& bytes);
     [[nodiscard]] bool allRead();
-    /// True when nothing is outstanding. Takes what has come first, and throws when that is nothing that was expected.
+    /// Takes what has come, and throws when that is nothing that was expected. A line that nobody reads for 2 s loses
+    /// texts.
+    void read();
+    /// True when nothing is outstanding, once read.
     [[nodiscard]] bool complete();
-    /// True when every typed command has its answer; likewise.
+    /// True when every typed command has its answer, once read.
     [[nodiscard]] bool answered();
     /// What is outstanding, for a message.
     [[nodiscard]] std::string outstanding();
@@ -32,7 +35,7 @@ public:
     std::string takeAll();
 
 private:
-    void read();
+    void take();
 
     std::string name_;
     std::mutex mutex_;

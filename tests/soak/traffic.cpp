@@ -330,7 +330,10 @@ void Traffic::shakeHands()
     const std::size_t before = wpcmdd_.calls();
     link_.type(std::string(kHandshake));
     ++counts_.handshakes;
-    waitFor("a handshake's characters", [&] { return wpcmdd_.calls() >= before + kHandshake.size(); });
+    waitFor("a handshake's characters", [&] {
+        link_.read();
+        return wpcmdd_.calls() >= before + kHandshake.size();
+    });
     showGap();
 }
 
@@ -342,6 +345,7 @@ void Traffic::showGap()
     constexpr std::chrono::milliseconds kFewGaps{100};
     waitFor("a quiet gap at the link", [&] {
         link_.type("\r");
+        link_.read();
         return becomesTrue([&] { return published().size() > publications; }, kFewGaps);
     });
     waitFor("the line to be read", [&] { return link_.allRead(); });
@@ -380,6 +384,7 @@ void Traffic::sendBurst(Random& random)
     link_.type(burst);
     std::string came;
     waitFor("a burst's publication", [&] {
+        link_.read();
         // Carriage returns typed to show a gap may stand before it, or come alone.
         for (const std::string& publication : published()) {
             const std::size_t start = std::min(publication.find_first_not_of(" 0D"), publication.size());
