@@ -100,22 +100,26 @@ constexpr std::chrono::seconds kPatience{2};
 // bytes long before.
 constexpr int kRoomCheckMs = 20;
 
-// False when the time is over. The deadline starts with the first wait after some bytes went.
-bool waitForRoom(UartPort& port, steady_clock::time_point& deadline)
+// Runs from the first wait after some bytes went.
+struct Patience {
+    steady_clock::time_point end{};
+    bool over = false;
+};
+
+// False when the time is over, and a write since then has found no room: a process that was stopped meanwhile has not
+// seen what the far end took.
+bool waitForRoom(UartPort& port, Patience& patience)
 {
-    if (port.stalled) {
-        return false;
-    }
-    const steady_clock::time_point now = steady_clock::now();
-    if (deadline == steady_clock::time_point{}) {
-        deadline = now + kPatience;
-    }
-    if (now >= deadline) {
+    if (port.stalled || patience.over) {
         port.stalled = true;
         return false;
     }
+    if (patience.end == steady_clock::time_point{}) {
+        patience.end = steady_clock::now() + kPatience;
+    }
     pollfd descriptor{port.fd, POLLOUT, 0};
     ::poll(&descriptor, 1, kRoomCheckMs);
+    patience.over = steady_clock::now() >= patience.end;
     return true;
 }
 
@@ -140,13 +144,16 @@ void sendOrDrop(int fd)
 {
     int before = INT_MAX;
     steady_clock::time_point deadline{};
-    for (int unsent = unsentBytes(fd); unsent > 0; unsent = unsentBytes(fd)) {
-        const steady_clock::time_point now = steady_clock::now();
+    while (true) {
+        const steady_clock::time_point now = steady_clock::now();  // before the look at what went until then
+        const int unsent = unsentBytes(fd);
+        if (unsent == 0) {
+            return;
+        }
         if (unsent < before) {
             before = unsent;
             deadline = now + kPatience;
-        }
-        if (now >= deadline) {
+        } else if (now >= deadline) {
             tcflush(fd, TCOFLUSH);
             return;
         }
@@ -271,7 +278,7 @@ int uartRs485Switch(int fd, bool on)
 ssize_t uartWrite(UartPort& port, const char* bytes, std::size_t length)
 {
     const MutexLock whole(port.writing);
-    steady_clock::time_point deadline{};
+    Patience patience;
     std::size_t written = 0;
     while (true) {
         const ssize_t count = ::write(port.fd, bytes + written, length - written);
@@ -281,12 +288,12 @@ ssize_t uartWrite(UartPort& port, const char* bytes, std::size_t length)
         if (count > 0) {
             written += static_cast<std::size_t>(count);
             port.stalled = false;
-            deadline = {};
+            patience = {};
         }
         if (written == length) {
             return static_cast<ssize_t>(written);
         }
-        if (count <= 0 && !waitForRoom(port, deadline)) {
+        if (count <= 0 && !waitForRoom(port, patience)) {
             errno = ETIMEDOUT;
             return -1;
         }

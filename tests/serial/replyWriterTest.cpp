@@ -4,8 +4,10 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -41,6 +43,9 @@ public:
     static steady_clock::time_point now() { return steady_clock::time_point(nanoseconds(nowNs_)); }
     static steady_clock::time_point look()
     {
+        if (const auto meanwhile = std::exchange(beforeNextLook_, nullptr)) {
+            meanwhile();
+        }
         nowNs_ += perLookNs_;
         ++looks_;
         return now();
@@ -49,13 +54,16 @@ public:
     static void pass(nanoseconds time) { nowNs_ += time.count(); }
     // How much passes from one look of a writer to the next.
     static void passPerLook(nanoseconds time) { perLookNs_ = time.count(); }
-    // A writer looks once for each write for which there was no room.
+    // What happens while this thread, that of a writer, stands still before it looks the next time.
+    static void beforeNextLook(std::function<void()> meanwhile) { beforeNextLook_ = std::move(meanwhile); }
+    // A writer looks when it begins to wait and after each wait.
     static int looks() { return looks_; }
 
 private:
     static constexpr std::int64_t kStart = 1'000'000'000;
 
     static inline thread_local bool writes_ = false;
+    static inline thread_local std::function<void()> beforeNextLook_;
     static inline std::atomic<std::int64_t> nowNs_{kStart};
     static inline std::atomic<std::int64_t> perLookNs_{0};
     static inline std::atomic<int> looks_{0};
@@ -193,6 +201,29 @@ TEST_F(ReplyWriter, takesTheTimeThatASlowLineTakes)
     EXPECT_GT(WritersTime::now() - begun, std::chrono::seconds(4));
     seen += line.takeOutput();
     EXPECT_EQ(seen.substr(seen.find_first_not_of('.')), bytes);
+}
+
+// A process that is stopped for a while and then goes on.
+TEST_F(ReplyWriter, triesOnceMoreWhenItsTimeIsOver)
+{
+    fillPort();
+    std::string seen;
+    const auto stopped = [&] {
+        WritersTime::pass(std::chrono::seconds(3));
+        seen += console_.takeReplies();
+    };
+    {
+        const WritersTime::Thread writes;
+        // Before it waits, and once it has waited.
+        WritersTime::beforeNextLook([&] {
+            stopped();
+            fillPort();
+            WritersTime::beforeNextLook(stopped);
+        });
+        EXPECT_EQ(uartReply("late\r\n"), 1);
+    }
+    seen += console_.takeReplies();
+    EXPECT_TRUE(seen.ends_with("late\r\n"));
 }
 
 // The loop and the listener may write at the same time; each text goes in several pieces when there is little room.
