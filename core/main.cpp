@@ -18,8 +18,8 @@ namespace {
 
 constexpr int kFailed = -1;
 
-// A log reader that went away must not take the console with it; and whoever started it may have let its own children
-// end unseen, which would be inherited: the commands that are run here would leave no status.
+// A log reader that went away must not take the console with it. And SIGCHLD may come ignored from whoever started it,
+// which lasts over execve(2): commands that are run here would leave no status.
 void setSignals()
 {
     std::signal(SIGPIPE, SIG_IGN);

@@ -16,9 +16,12 @@ bool eventually(const std::function<bool()>& condition)
     return true;
 }
 
-bool isOnceDoneWithin(double seconds, const std::function<void()>& work)
+bool isOnceDoneWithin(double seconds, const std::function<void()>& work, const std::function<void()>& prepare)
 {
     return eventually([&] {
+        if (prepare) {
+            prepare();
+        }
         const Stopwatch watch;
         work();
         return watch.seconds() < seconds;
@@ -107,6 +110,16 @@ ConformanceTest::ConformanceTest() : engine(makeEngineUnderTest())
         std::exit(1);
     }
     engine->start();
+}
+
+void ConformanceTest::loseBus(const std::function<bool()>& use)
+{
+    if (busIsAway_) {
+        engine->startBus();
+    }
+    EXPECT_TRUE(eventually(use));
+    engine->killBus();
+    busIsAway_ = true;
 }
 
 ChildProcess ConformanceTest::peer(std::vector<std::string> words)

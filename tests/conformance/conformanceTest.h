@@ -25,8 +25,9 @@ inline constexpr double kNotForEver = 15.0;
 bool eventually(const std::function<bool()>& condition);
 
 /// Does something over and over until it is once done within so many seconds: a machine that stands still for a moment
-/// makes it late, but not each time. False when it is late for kLongEnough.
-bool isOnceDoneWithin(double seconds, const std::function<void()>& work);
+/// makes it late, but not each time. False when it is late for kLongEnough. Where the first time is the slow one,
+/// prepare makes each time a first one.
+bool isOnceDoneWithin(double seconds, const std::function<void()>& work, const std::function<void()>& prepare = {});
 
 /// Whether the descriptor is readable now, or becomes so within the time.
 bool isReadable(int fd, std::chrono::milliseconds within = std::chrono::milliseconds(0));
@@ -86,7 +87,13 @@ protected:
     /// The second program, see peer.cpp.
     static ChildProcess peer(std::vector<std::string> words);
 
+    /// Takes the bus away from somebody who has just used it; brings it back before, when it was away.
+    void loseBus(const std::function<bool()>& use);
+
     std::unique_ptr<EngineUnderTest> engine;
+
+private:
+    bool busIsAway_ = false;
 };
 
 /// Both stores go through the same tests.

@@ -142,7 +142,7 @@ TEST_F(LocalBus, EventsAreSignalsThatTellTheirPublisher)
 constexpr std::size_t kLongestText = 32U * 1024 * 1024 - 4096;
 // Such a text is read in many small pieces, each of which costs a sanitizer a copy of the whole: seconds, on a busy
 // machine a minute.
-constexpr int kMinutesInMs = 600'000;
+constexpr int kTenMinutesMs = 600'000;
 
 TEST_F(LocalBus, ATextThatTheBusWouldNotTakeIsRefusedBeforeItIsSent)
 {
@@ -191,7 +191,7 @@ TEST_F(LocalBus, AnArgumentOrAnAnswerThatTheBusWouldNotTakeIsRefused)
     EXPECT_NE(lpc_proxy_call("standIn", "any", std::string(kLongestText + 1, 'x').c_str()), 0);
     EXPECT_EQ(errno, EMSGSIZE);
     lpc_completion* completion = lpc_proxy_call_with_reply("standIn", "any", nullptr);
-    ASSERT_EQ(lpc_completion_wait(completion, kMinutesInMs), 0);
+    ASSERT_EQ(lpc_completion_wait(completion, kTenMinutesMs), 0);
     EXPECT_EQ(std::string(lpc_completion_data(completion)).size(), kLongestText);
     lpc_completion_destroy(completion);
     errno = 0;
