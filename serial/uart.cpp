@@ -152,7 +152,7 @@ void sendOrDrop(int fd)
         }
         if (unsent < before) {
             before = unsent;
-            deadline = now + kPatience;
+            deadline = steady_clock::now() + kPatience;
         } else if (now >= deadline) {
             tcflush(fd, TCOFLUSH);
             return;

@@ -11,7 +11,7 @@ constexpr const char* kPath = "/receiver/lpc";
 constexpr const char* kInterface = "receiver.Lpc";
 constexpr const char* kFailed = "receiver.Error.Failed";
 
-// From the D-Bus specification, org.freedesktop.DBus.RequestName.
+// From the documentation of D-Bus, org.freedesktop.DBus.RequestName.
 constexpr std::uint32_t kDoNotQueue = 4;
 constexpr std::uint32_t kPrimaryOwner = 1;
 

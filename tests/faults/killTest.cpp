@@ -402,7 +402,12 @@ int killOften(const std::string& self, int count, std::uint64_t seed)
               << ", consoles killed with commands on their way: " << figures.caughtCommands
               << ", kills that left a write-ahead log: " << figures.caughtLogs
               << ", seconds: " << std::chrono::duration_cast<std::chrono::seconds>(steady_clock::now() - start).count()
-              << "\nnothing lost, nothing half, nothing damaged" << std::endl;
+              << std::endl;
+    if (figures.replies == 0 || figures.documents == 0) {
+        std::cout << "there was nothing to lose" << std::endl;
+        return 1;
+    }
+    std::cout << "nothing lost, nothing half, nothing damaged" << std::endl;
     return 0;
 }
 
